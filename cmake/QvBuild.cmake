@@ -1,0 +1,83 @@
+# Rules that every target of the toolkit shares.
+#
+#   qv_subsystem(NAME SOURCES ... [DEPENDS ...] [LIBRARIES ...])
+#     One folder's sources as an object library qv_NAME. DEPENDS names the subsystems below it; an include
+#     of any other subsystem is an error (tools/check_includes.py reads these very calls).
+#     A source that ends in _avx2.cpp is compiled for AVX2 and FMA-free, one in _avx.cpp for AVX.
+#   qv_test(NAME SOURCES ... [LIBRARIES ...] [LABELS ...] [TIMEOUT seconds])
+#     A GoogleTest program, one CTest entry. Label "threads" puts it into the ThreadSanitizer run.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+find_program(QV_CCACHE ccache)
+if(QV_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${QV_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QV_CCACHE})
+endif()
+
+set(QV_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
+if(QV_SANITIZE)
+  add_compile_options(-fsanitize=${QV_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QV_SANITIZE})
+  if(QV_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+set(QV_WARNINGS -Wall -Wextra -Wshadow -Wundef -Wnon-virtual-dtor -Werror)
+# Results must not depend on the compiler's taste: no contraction into fused operations.
+set(QV_CODE_OPTIONS -ffp-contract=off)
+
+set_property(GLOBAL PROPERTY QV_SUBSYSTEMS "")
+
+function(qv_common target)
+  target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+  target_compile_options(${target} PRIVATE ${QV_WARNINGS} ${QV_CODE_OPTIONS})
+  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:QV_DEBUG_CHECKS=1>)
+  if(WIN32)
+    target_compile_definitions(${target} PUBLIC UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
+                                                WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+  endif()
+endfunction()
+
+function(qv_subsystem name)
+  cmake_parse_arguments(S "" "" "SOURCES;DEPENDS;LIBRARIES" ${ARGN})
+  set(target qv_${name})
+  add_library(${target} OBJECT ${S_SOURCES})
+  qv_common(${target})
+  foreach(source IN LISTS S_SOURCES)
+    if(source MATCHES "_avx2\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2")
+    elseif(source MATCHES "_avx\\.cpp$")
+      set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx")
+    endif()
+  endforeach()
+  foreach(below IN LISTS S_DEPENDS)
+    target_link_libraries(${target} PUBLIC qv_${below})
+  endforeach()
+  target_link_libraries(${target} PUBLIC ${S_LIBRARIES})
+  set_property(GLOBAL APPEND PROPERTY QV_SUBSYSTEMS ${target})
+endfunction()
+
+function(qv_test name)
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  add_executable(${name}_test ${T_SOURCES})
+  qv_common(${name}_test)
+  target_include_directories(${name}_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name}_test PRIVATE qv_toolkit GTest::gmock_main ${T_LIBRARIES})
+  add_test(NAME ${name} COMMAND ${name}_test)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
+  if(WIN32)
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine ENVIRONMENT "${QV_WINE_ENVIRONMENT}"
+                         FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]"
+                         PASS_REGULAR_EXPRESSION "\\[  PASSED  \\]")
+  endif()
+endfunction()

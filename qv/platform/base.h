@@ -1,0 +1,151 @@
+// Base types, statuses and literals under the platform's names.
+//
+// On Windows this is the SDK. Elsewhere the same names stand on fixed-width integers; a handle is an opaque
+// pointer, text is UTF-16 in char16_t, and structures have the layout that they have on 64-bit Windows.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef _WIN32
+
+#include <windows.h>
+
+#else
+
+using BOOL = int32_t;
+using BYTE = uint8_t;
+using WORD = uint16_t;
+using DWORD = uint32_t;
+using INT = int32_t;
+using UINT = uint32_t;
+using LONG = int32_t;
+using ULONG = uint32_t;
+using SHORT = int16_t;
+using USHORT = uint16_t;
+using LONGLONG = int64_t;
+using ULONGLONG = uint64_t;
+using DWORDLONG = uint64_t;
+using DWORD64 = uint64_t;
+using LONG64 = int64_t;
+using INT_PTR = int64_t;
+using UINT_PTR = uint64_t;
+using LONG_PTR = int64_t;
+using ULONG_PTR = uint64_t;
+using DWORD_PTR = uint64_t;
+using SIZE_T = uint64_t;
+using WPARAM = UINT_PTR;
+using LPARAM = LONG_PTR;
+using LRESULT = LONG_PTR;
+using HRESULT = int32_t;
+using LCID = DWORD;
+using LANGID = WORD;
+using COLORREF = DWORD;
+using ATOM = WORD;
+
+using CHAR = char;
+using WCHAR = char16_t;
+using LPSTR = char*;
+using LPCSTR = const char*;
+using LPWSTR = WCHAR*;
+using LPCWSTR = const WCHAR*;
+using LPVOID = void*;
+using LPCVOID = const void*;
+using PVOID = void*;
+using LPDWORD = DWORD*;
+using LPBYTE = BYTE*;
+
+using HANDLE = void*;
+using HGLOBAL = void*;
+#define QV_DECLARE_HANDLE(name) \
+  struct name##__;              \
+  using name = name##__*
+QV_DECLARE_HANDLE(HINSTANCE);
+QV_DECLARE_HANDLE(HWND);
+QV_DECLARE_HANDLE(HDC);
+QV_DECLARE_HANDLE(HMONITOR);
+QV_DECLARE_HANDLE(HRSRC);
+#undef QV_DECLARE_HANDLE
+using HMODULE = HINSTANCE;
+using FARPROC = INT_PTR (*)();
+
+union LARGE_INTEGER {
+  struct {
+    DWORD LowPart;
+    LONG HighPart;
+  };
+  struct {
+    DWORD LowPart;
+    LONG HighPart;
+  } u;
+  LONGLONG QuadPart;
+};
+union ULARGE_INTEGER {
+  struct {
+    DWORD LowPart;
+    DWORD HighPart;
+  };
+  struct {
+    DWORD LowPart;
+    DWORD HighPart;
+  } u;
+  ULONGLONG QuadPart;
+};
+struct FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+};
+struct RECT {
+  LONG left, top, right, bottom;
+};
+struct POINT {
+  LONG x, y;
+};
+struct SIZE {
+  LONG cx, cy;
+};
+struct GUID {
+  uint32_t Data1;
+  uint16_t Data2;
+  uint16_t Data3;
+  uint8_t Data4[8];
+};
+
+#define TRUE 1
+#define FALSE 0
+#define WINAPI
+#define CALLBACK
+#define MAX_PATH 260
+#define INFINITE 0xffffffffu
+#define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))
+
+#define QV_TEXT_LITERAL(text) u##text
+#define TEXT(text) QV_TEXT_LITERAL(text)
+
+#define LOWORD(value) (static_cast<WORD>(static_cast<DWORD_PTR>(value) & 0xffff))
+#define HIWORD(value) (static_cast<WORD>((static_cast<DWORD_PTR>(value) >> 16) & 0xffff))
+#define MAKELONG(low, high) \
+  (static_cast<LONG>(static_cast<WORD>(low) | (static_cast<DWORD>(static_cast<WORD>(high)) << 16)))
+
+#define SUCCEEDED(status) (static_cast<HRESULT>(status) >= 0)
+#define FAILED(status) (static_cast<HRESULT>(status) < 0)
+#define S_OK (static_cast<HRESULT>(0))
+#define S_FALSE (static_cast<HRESULT>(1))
+#define E_FAIL (static_cast<HRESULT>(0x80004005u))
+#define E_INVALIDARG (static_cast<HRESULT>(0x80070057u))
+#define E_POINTER (static_cast<HRESULT>(0x80004003u))
+#define E_OUTOFMEMORY (static_cast<HRESULT>(0x8007000eu))
+#define E_NOTIMPL (static_cast<HRESULT>(0x80004001u))
+#define E_UNEXPECTED (static_cast<HRESULT>(0x8000ffffu))
+
+inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
+  return static_cast<HRESULT>(error) <= 0 ? static_cast<HRESULT>(error)
+                                          : static_cast<HRESULT>((error & 0xffffu) | 0x80070000u);
+}
+
+// The calling thread's last error, as the failing operations of this layer leave it.
+#include "qv/api.h"
+QV_API DWORD GetLastError();
+QV_API void SetLastError(DWORD error);
+
+#endif
