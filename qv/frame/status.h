@@ -17,6 +17,11 @@ inline constexpr HRESULT kOutOfMemory = static_cast<HRESULT>(0x8007000eu);
 inline constexpr HRESULT kUnsupported = static_cast<HRESULT>(0x80004001u);
 inline constexpr HRESULT kUnexpected = static_cast<HRESULT>(0x8000ffffu);
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x8004e00au);
+inline constexpr HRESULT kCannotCreateFile = static_cast<HRESULT>(0x8004e006u);
+inline constexpr HRESULT kCannotOpenFile = static_cast<HRESULT>(0x8004e007u);
+inline constexpr HRESULT kReadFailed = static_cast<HRESULT>(0x8004e008u);
+inline constexpr HRESULT kWriteFailed = static_cast<HRESULT>(0x8004e009u);
+inline constexpr HRESULT kBadFormat = static_cast<HRESULT>(0x8004e00bu);
 inline constexpr HRESULT kCancelled = static_cast<HRESULT>(0x8004e00cu);
 
 }  // namespace qv

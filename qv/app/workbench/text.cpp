@@ -1,0 +1,37 @@
+#include "qv/app/workbench/text.h"
+
+#include <charconv>
+#include <limits>
+
+namespace qv::workbench {
+
+bool decodeUtf8(std::string_view bytes, WString& text) {
+  text.clear();
+  if (bytes.empty()) return true;
+  if (bytes.size() > static_cast<size_t>(std::numeric_limits<int>::max())) return false;
+  const int size = static_cast<int>(bytes.size());
+  const int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, nullptr, 0);
+  if (length <= 0) return false;
+  text.resize(static_cast<size_t>(length));
+  MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), size, text.data(), length);
+  return true;
+}
+
+std::string encodeUtf8(WStringView text) {
+  std::string bytes;
+  if (text.empty()) return bytes;
+  const int length = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  bytes.resize(static_cast<size_t>(size));
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
+  return bytes;
+}
+
+bool parseInteger(WStringView text, int64_t& value) {
+  const std::string digits = encodeUtf8(text);
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, value);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+}  // namespace qv::workbench

@@ -1,0 +1,21 @@
+// Text as the workbench handles it: UTF-16 inside, UTF-8 in job files and on the standard streams.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "qv/platform/win32.h"
+
+namespace qv::workbench {
+
+using WString = std::basic_string<WCHAR>;
+using WStringView = std::basic_string_view<WCHAR>;
+
+// Strict: false, with `text` empty, when the bytes are not valid UTF-8.
+bool decodeUtf8(std::string_view bytes, WString& text);
+// An unpaired surrogate becomes U+FFFD.
+std::string encodeUtf8(WStringView text);
+// The whole of `text` as a decimal number, with an optional sign; false when anything else stands in it.
+bool parseInteger(WStringView text, int64_t& value);
+
+}  // namespace qv::workbench
