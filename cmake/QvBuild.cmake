@@ -81,3 +81,41 @@ function(qv_test name)
                          PASS_REGULAR_EXPRESSION "\\[  PASSED  \\]")
   endif()
 endfunction()
+
+# Puts the objects of these subsystems into a library or program whole: an executable has to carry every
+# export, whether or not it calls it itself.
+function(qv_take_subsystems target)
+  foreach(subsystem IN LISTS ARGN)
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:${subsystem}>)
+    get_target_property(below ${subsystem} LINK_LIBRARIES)
+    foreach(library IN LISTS below)
+      if(NOT library MATCHES "^qv_")
+        target_link_libraries(${target} PUBLIC ${library})
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
+
+# A program that exports the toolkit to its modules. Modules find it by file name, so every such program is
+# called "workbench" and has a folder of its own.
+function(qv_host_executable target)
+  cmake_parse_arguments(H "" "FOLDER" "" ${ARGN})
+  if(NOT H_FOLDER)
+    set(H_FOLDER "${PROJECT_BINARY_DIR}/bin")
+  endif()
+  set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON OUTPUT_NAME workbench
+                        RUNTIME_OUTPUT_DIRECTORY "${H_FOLDER}" ARCHIVE_OUTPUT_DIRECTORY "${H_FOLDER}/lib")
+  if(WIN32)
+    target_link_options(${target} PRIVATE -municode)
+  endif()
+endfunction()
+
+# A module of the workbench: stands beside it, is linked against its exports only.
+add_custom_target(modules)
+function(qv_module target)
+  qv_common(${target})
+  target_compile_definitions(${target} PRIVATE QV_MODULE=1)
+  target_link_libraries(${target} PRIVATE workbench)
+  set_target_properties(${target} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+  add_dependencies(modules ${target})
+endfunction()

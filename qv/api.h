@@ -12,3 +12,10 @@
 #else
 #define QV_API __attribute__((visibility("default")))
 #endif
+
+// What a module itself exports, whatever it imports.
+#if defined(_WIN32)
+#define QV_MODULE_EXPORT __declspec(dllexport)
+#else
+#define QV_MODULE_EXPORT __attribute__((visibility("default")))
+#endif

@@ -1,0 +1,30 @@
+# The package: headers, qv::toolkit (static, for applications that bring their own job), the workbench and
+# qv::host (its import side, for modules), CMake and pkg-config files.
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qv)
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/qv/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qv
+        FILES_MATCHING PATTERN "*.h"
+        PATTERN "detail" EXCLUDE PATTERN "workbench" EXCLUDE PATTERN "linux" EXCLUDE)
+
+install(TARGETS qv_toolkit EXPORT qv ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS workbench RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+install(EXPORT qv NAMESPACE qv:: DESTINATION ${config_dir} FILE qvTargets.cmake)
+configure_package_config_file(cmake/qvConfig.cmake.in "${PROJECT_BINARY_DIR}/qvConfig.cmake"
+                              INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/qvConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/qvConfig.cmake" "${PROJECT_BINARY_DIR}/qvConfigVersion.cmake"
+        DESTINATION ${config_dir})
+
+# pkg-config serves the static library; what it needs from the system differs by build.
+if(WIN32)
+  set(QV_PC_LIBS "-lversion -lole32 -lgdi32 -luser32 -static")
+else()
+  set(QV_PC_LIBS "-lpthread -ldl")
+endif()
+configure_file(cmake/qv.pc.in "${PROJECT_BINARY_DIR}/qv.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/qv.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

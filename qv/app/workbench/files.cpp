@@ -1,0 +1,105 @@
+#include "qv/app/workbench/files.h"
+
+#include <algorithm>
+
+#include "qv/frame/status.h"
+
+namespace qv::workbench {
+namespace {
+
+constexpr size_t kBlockBytes = 256 * 1024;
+
+bool isSeparator(WCHAR c) { return c == '/' || c == '\\'; }
+
+bool writeAll(HANDLE file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    const DWORD size = static_cast<DWORD>(std::min(bytes.size(), kBlockBytes));
+    if (!WriteFile(file, bytes.data(), size, &written, nullptr) || written == 0) return false;
+    bytes.remove_prefix(written);
+  }
+  return true;
+}
+
+bool isFolder(const WString& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+}  // namespace
+
+InputFile::~InputFile() {
+  if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+}
+
+HRESULT InputFile::open(const WString& path) {
+  handle_ = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                        FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  return handle_ == INVALID_HANDLE_VALUE ? kCannotOpenFile : kOk;
+}
+
+int64_t InputFile::size() const {
+  LARGE_INTEGER size;
+  return GetFileSizeEx(handle_, &size) ? size.QuadPart : -1;
+}
+
+int64_t InputFile::read(char* buffer, size_t capacity) {
+  DWORD got = 0;
+  const DWORD wanted = static_cast<DWORD>(std::min(capacity, kBlockBytes));
+  if (!ReadFile(handle_, buffer, wanted, &got, nullptr)) return kReadFailed;
+  return got;
+}
+
+HRESULT readFile(const WString& path, uint64_t limit, std::string& bytes) {
+  bytes.clear();
+  InputFile file;
+  if (const HRESULT status = file.open(path); FAILED(status)) return status;
+  if (const int64_t size = file.size(); size > 0 && static_cast<uint64_t>(size) <= limit) {
+    bytes.reserve(static_cast<size_t>(size));
+  }
+  // The announced size is a hint only: pipes and files that grow are read to their end, within the limit.
+  while (true) {
+    const size_t old = bytes.size();
+    bytes.resize(old + kBlockBytes);
+    const int64_t got = file.read(bytes.data() + old, kBlockBytes);
+    bytes.resize(old + static_cast<size_t>(std::max<int64_t>(got, 0)));
+    if (got < 0) return static_cast<HRESULT>(got);
+    if (got == 0) return kOk;
+    if (bytes.size() > limit) return kBadFormat;
+  }
+}
+
+HRESULT writeFile(const WString& path, std::string_view bytes) {
+  if (const WStringView folder = folderOf(path); !folder.empty()) {
+    if (const HRESULT status = makeFolder(WString(folder)); FAILED(status)) return status;
+  }
+  const WString temporary = path + TEXT(".new");
+  const HANDLE file = CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return kCannotCreateFile;
+  const bool written = writeAll(file, bytes);
+  CloseHandle(file);
+  if (written && MoveFileExW(temporary.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) return kOk;
+  DeleteFileW(temporary.c_str());
+  return kWriteFailed;
+}
+
+HRESULT makeFolder(const WString& path) {
+  for (size_t at = 1; at <= path.size(); ++at) {
+    if (at < path.size() && !isSeparator(path[at])) continue;
+    const WString part = path.substr(0, at);
+    if (!isSeparator(part.back()) && part.back() != ':' && !isFolder(part)) CreateDirectoryW(part.c_str(), nullptr);
+  }
+  return isFolder(path) ? kOk : kCannotCreateFile;
+}
+
+bool isAbsolutePath(WStringView path) {
+  return (!path.empty() && isSeparator(path[0])) || (path.size() > 1 && path[1] == ':');
+}
+
+WStringView folderOf(WStringView path) {
+  const auto last = std::find_if(path.rbegin(), path.rend(), isSeparator);
+  return path.substr(0, static_cast<size_t>(path.rend() - last));
+}
+
+}  // namespace qv::workbench

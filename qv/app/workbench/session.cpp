@@ -1,0 +1,204 @@
+#include "qv/app/workbench/session.h"
+
+#include <algorithm>
+#include <new>
+
+#include "qv/app/workbench/files.h"
+#include "qv/frame/status.h"
+
+namespace qv::workbench {
+namespace {
+
+constexpr size_t kFlushBytes = 64 * 1024;
+
+WString widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
+
+void writeStream(DWORD stream, std::string_view bytes) {
+  const HANDLE handle = GetStdHandle(stream);
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    const DWORD size = static_cast<DWORD>(std::min<size_t>(bytes.size(), kFlushBytes));
+    if (!WriteFile(handle, bytes.data(), size, &written, nullptr) || written == 0) return;
+    bytes.remove_prefix(written);
+  }
+}
+
+bool hasWord(std::string_view list, WStringView key) {
+  const std::string word = encodeUtf8(key);
+  while (!list.empty()) {
+    const size_t end = std::min(list.find(' '), list.size());
+    if (list.substr(0, end) == word) return true;
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+  return false;
+}
+
+std::string hexStatus(HRESULT status) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text = "0x";
+  for (int shift = 28; shift >= 0; shift -= 4) text += kDigits[(static_cast<uint32_t>(status) >> shift) & 15];
+  return text;
+}
+
+// "set" stands for settings alone on a line, so that `set out=x` and `out=x` say the same.
+bool isSettings(const Step& step) {
+  return step.words.empty() || (step.words.size() == 1 && step.words[0] == TEXT("set"));
+}
+
+bool isSwitchedOn(const Step& step, WStringView key) {
+  const WString* value = step.option(key);
+  return value != nullptr && *value != TEXT("0");
+}
+
+}  // namespace
+
+Field::Field(int64_t value) : text(widen(std::to_string(value))) {}
+
+Session::Session(WString jobFile) : jobFile_(std::move(jobFile)), jobFolder_(folderOf(jobFile_)) {}
+
+Session::~Session() { flush(); }
+
+HRESULT Session::run() {
+  if (const HRESULT status = load(); FAILED(status)) return status;
+  HRESULT result = kOk;
+  if (!checkAhead(result)) return result;
+  keepGoing_ = false;
+  for (const Step& step : steps_) {
+    const HRESULT status = runStep(step);
+    flush();
+    if (!FAILED(status)) continue;
+    report(step.line, status);
+    if (!FAILED(result)) result = status;
+    if (!keepGoing_) break;
+  }
+  return result;
+}
+
+HRESULT Session::load() {
+  InputFile file;
+  if (const HRESULT status = file.open(jobFile_); FAILED(status)) {
+    fail(status, TEXT("The job file could not be opened: ") + jobFile_);
+    report(0, status);
+    return status;
+  }
+  steps_ = readSteps([&file](char* buffer, size_t capacity) { return file.read(buffer, capacity); });
+  return kOk;
+}
+
+// A slip in the last line should not cost the minutes that the lines above it take: unless the job keeps
+// going at that point, nothing runs when a line cannot be read or names no verb.
+bool Session::checkAhead(HRESULT& status) {
+  bool keepGoing = false;
+  for (const Step& step : steps_) {
+    const Verb* verb = step.words.empty() ? nullptr : findVerb(step.words[0]);
+    status = step.fault;
+    sentence_ = step.message;
+    if (status == 0 && isSettings(step)) {
+      if (step.option(TEXT("keep-going")) != nullptr) keepGoing = isSwitchedOn(step, TEXT("keep-going"));
+    } else if (status == 0 && verb == nullptr) {
+      status = fail(kNotFound, TEXT("There is no verb ") + step.words[0] + TEXT("."));
+    } else if (status == 0) {
+      status = checkCall(*verb, step);
+    }
+    if (FAILED(status) && !keepGoing) {
+      report(step.line, status);
+      return false;
+    }
+  }
+  status = kOk;
+  return true;
+}
+
+HRESULT Session::runStep(const Step& step) {
+  sentence_.clear();
+  if (step.fault != 0) return fail(step.fault, step.message);
+  if (isSettings(step)) return applySettings(step);
+  const Verb* verb = findVerb(step.words[0]);
+  if (verb == nullptr) return fail(kNotFound, TEXT("There is no verb ") + step.words[0] + TEXT("."));
+  if (const HRESULT status = checkCall(*verb, step); FAILED(status)) return status;
+  try {
+    return verb->run(*this, step);
+  } catch (const std::bad_alloc&) {
+    return fail(kOutOfMemory, TEXT("The system is low on memory."));
+  }
+}
+
+HRESULT Session::checkCall(const Verb& verb, const Step& step) {
+  const int arguments = static_cast<int>(step.words.size()) - 1;
+  const WString usage = TEXT(" Usage: ") + widen(verb.name) + TEXT(" ") + widen(verb.usage);
+  if (arguments < verb.minArguments) return fail(kInvalidArgument, TEXT("An argument is missing.") + usage);
+  if (verb.maxArguments >= 0 && arguments > verb.maxArguments) {
+    return fail(kInvalidArgument, TEXT("There are too many arguments.") + usage);
+  }
+  for (const Option& option : step.options) {
+    if (!hasWord(verb.options, option.key)) {
+      return fail(kInvalidArgument, TEXT("There is no option ") + option.key + TEXT("=.") + usage);
+    }
+  }
+  return kOk;
+}
+
+HRESULT Session::applySettings(const Step& step) {
+  for (const Option& option : step.options) {
+    if (option.key == TEXT("out")) {
+      outFolder_ = isAbsolutePath(option.value) ? option.value : jobFolder_ + option.value;
+      if (!outFolder_.empty() && outFolder_.back() != '/' && outFolder_.back() != '\\') outFolder_ += '/';
+    } else if (option.key == TEXT("keep-going")) {
+      keepGoing_ = option.value != TEXT("0");
+    } else {
+      return fail(kNotFound, TEXT("There is no setting ") + option.key + TEXT("."));
+    }
+  }
+  return kOk;
+}
+
+WString Session::inputPath(WStringView path) const {
+  return isAbsolutePath(path) ? WString(path) : jobFolder_ + WString(path);
+}
+
+WString Session::outputPath(WStringView path) const {
+  if (isAbsolutePath(path)) return WString(path);
+  return (outFolder_.empty() ? jobFolder_ : outFolder_) + WString(path);
+}
+
+void Session::record(std::initializer_list<Field> fields) {
+  const Field* first = fields.begin();
+  for (const Field& field : fields) {
+    if (&field != first) pending_ += '\t';
+    pending_ += encodeUtf8(field.text);
+  }
+  output("\n");
+}
+
+void Session::output(std::string_view bytes) {
+  pending_ += bytes;
+  if (pending_.size() >= kFlushBytes) flush();
+}
+
+HRESULT Session::fail(HRESULT status, WString sentence) {
+  sentence_ = std::move(sentence);
+  return status;
+}
+
+void Session::report(uint32_t line, HRESULT status) {
+  flush();
+  const std::string text = "line " + std::to_string(line) + "\t" + hexStatus(status) + "\t" + encodeUtf8(sentence_);
+  writeStream(STD_ERROR_HANDLE, text + "\n");
+}
+
+void Session::flush() {
+  writeStream(STD_OUTPUT_HANDLE, pending_);
+  pending_.clear();
+}
+
+const Verb* findVerb(WStringView name) {
+  const std::string wanted = encodeUtf8(name);
+  for (const auto table : verbTables()) {
+    for (const Verb& verb : table) {
+      if (wanted == verb.name) return &verb;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace qv::workbench

@@ -1,0 +1,10 @@
+#include "qv/app/workbench/verbs.h"
+
+namespace qv::workbench {
+
+std::span<const std::span<const Verb>> verbTables() {
+  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs()};
+  return tables;
+}
+
+}  // namespace qv::workbench

@@ -1,0 +1,12 @@
+// The tables of verbs, one a subsystem; verbs.cpp lists them.
+#pragma once
+
+#include "qv/app/workbench/session.h"
+
+namespace qv::workbench {
+
+std::span<const Verb> machineVerbs();
+std::span<const Verb> linesVerbs();
+std::span<const Verb> moduleVerbs();
+
+}  // namespace qv::workbench
