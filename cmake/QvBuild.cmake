@@ -82,6 +82,22 @@ function(qv_test name)
   endif()
 endfunction()
 
+# A test that drives a built program from Python: SCRIPT gets the program, a folder to work in and, on the
+# Windows build, the emulator in front of it.
+function(qv_script_test name)
+  cmake_parse_arguments(T "" "SCRIPT;PROGRAM;TIMEOUT" "LABELS" ${ARGN})
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  add_test(NAME ${name} COMMAND /usr/bin/python3 "${CMAKE_CURRENT_SOURCE_DIR}/${T_SCRIPT}" $<TARGET_FILE:${T_PROGRAM}>
+           "${PROJECT_BINARY_DIR}/work/${name}" ${CMAKE_CROSSCOMPILING_EMULATOR})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
+  if(WIN32)
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine ENVIRONMENT "${QV_WINE_ENVIRONMENT}"
+                         PASS_REGULAR_EXPRESSION "[0-9]+ passed, 0 failed")
+  endif()
+endfunction()
+
 # Puts the objects of these subsystems into a library or program whole: an executable has to carry every
 # export, whether or not it calls it itself.
 function(qv_take_subsystems target)
