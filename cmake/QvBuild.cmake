@@ -121,9 +121,6 @@ function(qv_host_executable target)
   endif()
   set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON OUTPUT_NAME workbench
                         RUNTIME_OUTPUT_DIRECTORY "${H_FOLDER}" ARCHIVE_OUTPUT_DIRECTORY "${H_FOLDER}/lib")
-  if(WIN32)
-    target_link_options(${target} PRIVATE -municode)
-  endif()
 endfunction()
 
 # A module of the workbench: stands beside it, is linked against its exports only.

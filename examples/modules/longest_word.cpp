@@ -11,7 +11,7 @@ namespace {
 
 constexpr const WCHAR* kWords[] = {TEXT("fader"), TEXT("timecode"), TEXT("bus"), TEXT("interlace")};
 
-int32_t longerFirst(uint64_t, void* a, void* b) {
+int32_t CALLBACK longerFirst(int64_t, const void* a, const void* b) {
   return lstrlenW(static_cast<const WCHAR*>(b)) - lstrlenW(static_cast<const WCHAR*>(a));
 }
 

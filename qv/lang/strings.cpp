@@ -19,7 +19,7 @@ struct CachedString {
 };
 
 // QvList compares key first: the key is the number itself.
-int32_t compareNumber(uint64_t, void* key, void* item) {
+int32_t CALLBACK compareNumber(int64_t, const void* key, const void* item) {
   const uint32_t wanted = *static_cast<const uint32_t*>(key);
   const uint32_t number = static_cast<const CachedString*>(item)->number;
   return wanted < number ? -1 : wanted > number ? 1 : 0;

@@ -31,12 +31,12 @@ struct HeapLine {
 int compareBytes(std::string_view a, std::string_view b) { return a.compare(b); }
 
 template <typename Item>
-int32_t compareItems(uint64_t, void* a, void* b) {
+int32_t CALLBACK compareItems(int64_t, const void* a, const void* b) {
   return compareBytes(static_cast<const Item*>(a)->view(), static_cast<const Item*>(b)->view());
 }
 
 template <typename Item>
-int32_t matchItem(void* key, void* item) {
+int32_t CALLBACK matchItem(const void* key, const void* item) {
   const auto& wanted = *static_cast<const std::string_view*>(key);
   return static_cast<const Item*>(item)->view().find(wanted) == std::string_view::npos ? 1 : 0;
 }
@@ -45,8 +45,8 @@ struct Kind {
   const WCHAR* name;
   uint32_t options;
   uint64_t itemSize;
-  tQVLIST_COMPARE compare;
-  tQVLIST_MATCH match;
+  QvListCompareProc compare;
+  QvListMatchProc match;
 };
 
 constexpr Kind kKinds[] = {

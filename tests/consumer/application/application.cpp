@@ -1,0 +1,25 @@
+// The least that an application needs: a job and the entry routine.
+#include <cstdio>
+
+#include "qv/app/entry.h"
+#include "qv/platform/text.h"
+
+namespace {
+
+int context = 0;
+
+void* create(QVAPP*) { return &context; }
+
+int32_t run(void*, const WCHAR* argument) {
+  char text[256] = {};
+  WideCharToMultiByte(CP_UTF8, 0, argument, -1, text, sizeof(text), nullptr, nullptr);
+  printf("a job of its own: %s\n", text);
+  return 0;
+}
+
+}  // namespace
+
+int main() {
+  static const QVJOB job = {TEXT("Consumer"), create, nullptr, run, nullptr};
+  return QvApp_Main(GetModuleHandleW(nullptr), &job);
+}
