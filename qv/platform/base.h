@@ -143,9 +143,40 @@ inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
                                           : static_cast<HRESULT>((error & 0xffffu) | 0x80070000u);
 }
 
-// The calling thread's last error, as the failing operations of this layer leave it.
+// Last errors that the operations of this layer leave, with the platform's values.
+constexpr DWORD ERROR_SUCCESS = 0, NO_ERROR = 0;
+constexpr DWORD ERROR_FILE_NOT_FOUND = 2, ERROR_PATH_NOT_FOUND = 3, ERROR_TOO_MANY_OPEN_FILES = 4;
+constexpr DWORD ERROR_ACCESS_DENIED = 5, ERROR_INVALID_HANDLE = 6, ERROR_NOT_ENOUGH_MEMORY = 8;
+constexpr DWORD ERROR_INVALID_DATA = 13, ERROR_OUTOFMEMORY = 14, ERROR_INVALID_DRIVE = 15;
+constexpr DWORD ERROR_NOT_SAME_DEVICE = 17, ERROR_NO_MORE_FILES = 18, ERROR_WRITE_PROTECT = 19;
+constexpr DWORD ERROR_WRITE_FAULT = 29, ERROR_READ_FAULT = 30, ERROR_GEN_FAILURE = 31;
+constexpr DWORD ERROR_SHARING_VIOLATION = 32, ERROR_HANDLE_EOF = 38, ERROR_NOT_SUPPORTED = 50;
+constexpr DWORD ERROR_BAD_NETPATH = 53, ERROR_FILE_EXISTS = 80, ERROR_INVALID_PARAMETER = 87;
+constexpr DWORD ERROR_BROKEN_PIPE = 109, ERROR_DISK_FULL = 112, ERROR_CALL_NOT_IMPLEMENTED = 120;
+constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122, ERROR_INVALID_NAME = 123, ERROR_MOD_NOT_FOUND = 126;
+constexpr DWORD ERROR_PROC_NOT_FOUND = 127, ERROR_NEGATIVE_SEEK = 131, ERROR_DIR_NOT_EMPTY = 145;
+constexpr DWORD ERROR_NOT_LOCKED = 158, ERROR_BAD_ARGUMENTS = 160, ERROR_ALREADY_EXISTS = 183, ERROR_BAD_EXE_FORMAT = 193;
+constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203, ERROR_FILENAME_EXCED_RANGE = 206, ERROR_MORE_DATA = 234;
+constexpr DWORD ERROR_NO_MORE_ITEMS = 259, ERROR_DIRECTORY = 267, ERROR_TOO_MANY_POSTS = 298;
+constexpr DWORD ERROR_INVALID_FLAGS = 1004, ERROR_NO_UNICODE_TRANSLATION = 1113;
+constexpr DWORD ERROR_OLD_WIN_VERSION = 1150, ERROR_NOT_FOUND = 1168;
+constexpr DWORD ERROR_INVALID_MONITOR_HANDLE = 1461, ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
+constexpr DWORD ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
+
+struct SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+};
+
 #include "qv/api.h"
+
+// The calling thread's last error: what the last operation of this layer that failed left there. A thread
+// starts with 0. An operation that succeeds may leave it or change it; look at it after a failure only,
+// unless the operation says otherwise.
 QV_API DWORD GetLastError();
+
+// Sets the calling thread's last error; no other thread sees it.
 QV_API void SetLastError(DWORD error);
 
 #endif
