@@ -1,0 +1,78 @@
+#include "qv/app/entry.h"
+
+#include "qv/app/detail/command_line.h"
+#include "qv/app/detail/entry.h"
+#include "qv/frame/errorreport.h"
+#include "qv/frame/kernel.h"
+#include "qv/frame/os.h"
+#include "qv/frame/status.h"
+#include "qv/platform/win32.h"
+
+namespace qv {
+namespace {
+
+enum ExitCode : int32_t { kNoContext = 0, kNotPrepared = 1, kNoArgument = 2 };
+
+HRESULT realCoInitialize() {
+  return CoInitialize(nullptr);
+}
+const WCHAR* realCommandLine() {
+  return GetCommandLineW();
+}
+void realCoUninitialize() {
+  CoUninitialize();
+}
+
+constexpr EntryPort kRealPort = {realCoInitialize, QvKernel_EarlyInitialize, QvGetModulePath, realCommandLine,
+                                 realCoUninitialize};
+EntryPort port = kRealPort;
+
+// What lives to the end of the process: nothing frees it, and leak checkers find it here.
+QVAPP app;
+void* jobContext;
+WCHAR** arguments;
+
+int32_t runJob(const QVJOB& job) {
+  jobContext = job.create(&app);
+  if (jobContext == nullptr) return kNoContext;
+  if (job.prepare != nullptr && FAILED(job.prepare(jobContext))) {
+    if (job.release != nullptr) job.release(jobContext);
+    return kNotPrepared;
+  }
+  int32_t count = 0;
+  arguments = splitCommandLine(port.commandLine(), count);
+  if (count < 2) return kNoArgument;
+  const int32_t result = job.run(jobContext, arguments[1]);
+  return app.cancelled != 0 ? kCancelled : result;
+}
+
+}  // namespace
+
+EntryPort& entryPort() {
+  return port;
+}
+
+void resetEntry() {
+  port = kRealPort;
+  GlobalFree(arguments);
+  arguments = nullptr;
+  jobContext = nullptr;
+}
+
+}  // namespace qv
+
+// Once COM stands no failure stops the next step: an application without its language or its controls can
+// still tell its user so.
+int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
+  using namespace qv;
+  if (const HRESULT status = port.coInitialize(); FAILED(status)) return status;
+  ErrorReport_Initialize(1);
+  app = {};
+  app.module = module;
+  port.earlyInitialize(module, 0);
+  port.modulePath(module, app.modulePath, MAX_PATH);
+  const int32_t code = runJob(*job);
+  ErrorReport_Shutdown();
+  port.coUninitialize();
+  return code;
+}
