@@ -37,7 +37,9 @@ TEST(ListThreads, ALockedListTakesEightAtOnce) {
       QvList_SetUserData(list, value);
       EXPECT_GE(QvList_GetUserData(list), 0);
       EXPECT_TRUE(QvList_IsValidIndexSlow(list, 0));
-      if (i % 50 == 0) EXPECT_EQ(S_OK, QvList_HeapSort(list, i, compareNumbers));
+      if (i % 50 == 0) {
+        EXPECT_EQ(S_OK, QvList_HeapSort(list, i, compareNumbers));
+      }
       if (i % 16 == 0) QvList_MoveRange(list, 0, 1, 1);
       EXPECT_GE(QvList_GetSortCriteria(list), 0);
     }
