@@ -29,7 +29,9 @@ if(QV_SANITIZE)
   endif()
 endif()
 
-set(QV_WARNINGS -Wall -Wextra -Wshadow -Wundef -Wnon-virtual-dtor -Werror)
+set(QV_WARNINGS -Wall -Wextra -Wshadow -Wundef -Wnon-virtual-dtor -Werror
+    # GetProcAddress gives every function under one type: casting it is the only way to call it.
+    -Wno-cast-function-type)
 # Results must not depend on the compiler's taste: no contraction into fused operations.
 set(QV_CODE_OPTIONS -ffp-contract=off)
 

@@ -13,7 +13,12 @@
 
 #include <winver.h>
 
+// What the name of a module file ends in.
+#define QV_MODULE_SUFFIX TEXT(".dll")
+
 #else
+
+#define QV_MODULE_SUFFIX TEXT(".so")
 
 constexpr UINT SEM_FAILCRITICALERRORS = 1, SEM_NOGPFAULTERRORBOX = 2, SEM_NOOPENFILEERRORBOX = 0x8000;
 
