@@ -100,6 +100,11 @@ QV_API BOOL SetCurrentDirectoryW(LPCWSTR path);
 // null if the path ends in a slash.
 QV_API DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR full, LPWSTR* filePart);
 
+// The long form of a path whose names may be short ones; the file has to exist. Results as for
+// GetCurrentDirectoryW, and 0 with the errors of GetFileAttributesW. On Linux, which has no short names, the
+// path as it is.
+QV_API DWORD GetLongPathNameW(LPCWSTR path, LPWSTR longPath, DWORD capacity);
+
 // The folder for temporary files, with a backslash at the end. Results as for GetCurrentDirectoryW.
 QV_API DWORD GetTempPathW(DWORD capacity, LPWSTR path);
 

@@ -20,6 +20,15 @@ QV_API uint32_t readMxcsr();
 // Sets it; a bit that the processor lacks faults.
 QV_API void writeMxcsr(uint32_t value);
 
+// Extended control register 0: which registers the system saves for each thread (bits 1 and 2: SSE and AVX).
+// Faults unless CPUID leaf 1 shows OSXSAVE.
+inline uint64_t readXcr0() {
+  uint32_t low = 0;
+  uint32_t high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (static_cast<uint64_t>(high) << 32) | low;
+}
+
 // Calls fn(context) and gives 0, or the exception code if the processor faulted in it: 0xc000001d illegal
 // instruction, 0xc0000005 access violation, 0xc0000094 integer divide by zero, 0xc000008d to 0xc0000093 and
 // 0xc00002b5 floating point. After a fault the function is left where it was, with none of its destructors
