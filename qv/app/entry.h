@@ -14,6 +14,7 @@
 //   }
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // What the running application is. The toolkit owns the one record, which lives as long as the process.

@@ -13,6 +13,7 @@
 // with a base word if each thread has its own.
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // Marks the end of start-up for the clock. Main thread.

@@ -326,8 +326,8 @@ int32_t QvSetCPUClassBySupport() {
 
 void QvFourCCToStringCPU(uint32_t code, WCHAR* text) {
   for (int i = 0; i < 4; ++i) {
-    const uint32_t byte = (code >> (8 * i)) & 0xff;
-    text[i] = static_cast<WCHAR>(byte >= 0x20 && byte <= 0x7e ? byte : 0);
+    const uint32_t unit = (code >> (8 * i)) & 0xff;
+    text[i] = static_cast<WCHAR>(unit >= 0x20 && unit <= 0x7e ? unit : 0);
   }
   text[4] = 0;
 }

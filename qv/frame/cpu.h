@@ -16,6 +16,7 @@
 // flush-to-zero and denormals-are-zero switched on from then on.
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 inline constexpr uint32_t QVCPU_CLASS = 0xf;

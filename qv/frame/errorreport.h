@@ -8,6 +8,7 @@
 //   ErrorReport_SetFunctions(&reporter);  // before the entry routine runs
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // The reporter's functions; each may be null.

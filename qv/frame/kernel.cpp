@@ -99,7 +99,7 @@ HMODULE findAppKernel(HRESULT& status) {
   const FARPROC found = port.procAddress(port.mainModule(), "QvApp_GetAppKernel");
   status = kUnsupported;
   if (found == nullptr) return nullptr;
-  const HMODULE module = reinterpret_cast<GetAppKernel>(found)();
+  const HMODULE module = reinterpret_cast<GetAppKernel>(reinterpret_cast<void*>(found))();
   status = module != nullptr ? kOk : kUnexpected;
   return module;
 }

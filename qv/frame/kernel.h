@@ -8,6 +8,7 @@
 //   QvKernel_LateTerminate();
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // Flags of QvKernel_EarlyInitialize.

@@ -5,6 +5,7 @@
 //   if (!QvOSVersionOK(QVOS_VISTA)) return kTooOld;
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // What QvOSVersionOK asks for.

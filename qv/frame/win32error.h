@@ -3,6 +3,7 @@
 //   if (!DeleteFileW(path)) return QvErrorHandler_TranslateWin32Error(GetLastError());
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 // The status that says what a Win32 error number says; numbers that have none of their own give the general

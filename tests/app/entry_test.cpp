@@ -55,7 +55,9 @@ const Case kCases[] = {
      QV_BEFORE "create prepare run" QV_AFTER},
 };
 
-void note(const char* step) { trace += (trace.empty() ? "" : " ") + std::string(step); }
+void note(const char* step) {
+  trace += (trace.empty() ? "" : " ") + std::string(step);
+}
 
 void* create(QVAPP* app) {
   note("create");
@@ -75,7 +77,9 @@ int32_t run(void* given, const WCHAR* text) {
   return 77;
 }
 
-void release(void* given) { note(given == &context ? "release" : "?"); }
+void release(void* given) {
+  note(given == &context ? "release" : "?");
+}
 
 constexpr QVJOB kJob = {TEXT("Entry test"), create, prepare, run, release};
 

@@ -54,11 +54,11 @@ constexpr Rate kRates[] = {
     {3579545, 3579, 3, 1193181, 3579545, 1000, 1000000},
     {1193182, 1193, 1, 1193182, 1193182 * 60ll, 60009, 60000000},
     {500000, 500, 1, 500000, 1, 0, 2},
-    // The scale is not exact, and nobody mends it: 2341 counts to the microsecond, 1000056 to the second.
-    {2341131000, 2341131, 2341, 1000056, 2341131000, 1000, 1000000},
+    // 2341 counts to the microsecond is 55 in a million off, and the rescale mends it.
+    {2341131000, 2341131, 2341, 1000055, 2341131000, 1000, 1000000},
     {0x100000000 + 1000000, 1000, 1, 0, 5000000000, 5000000, 5000000000},
     // Fifty minutes of a slow counter pass the 32 bits of the rescale.
-    {3579545, 3579, 3, 1193181, 3579545 * 3000ll, 3000456, -599594107},
+    {3579545, 3579, 3, 1193181, 3579545 * 3000ll, 3000456, -599592431},
 };
 
 TEST_F(Clock, ScalesByTheLowHalfOfTheFrequency) {

@@ -29,8 +29,8 @@ struct Recorded {
   bool avx, avx2;
 };
 
-constexpr Recorded kPentium3 = {"Pentium III", 586, 3,       0,       0x0383f9ff, 0,     0,
-                                0,             0,   0x27023, 0x27030, 0x7b0,      false, false};
+constexpr Recorded kPentium3 = {"Pentium III", 586,     3,     0,     0x0383f9ff, 0, 0, 0, 0,
+                                0x27023,       0x27030, 0x7b0, false, false};
 constexpr Recorded kHaswell = {"Haswell", 8664, 13,      0x7ffafbff, 0xbfebfbff, 0x27ab, 7,
                                0,         0,    0x277e3, 0x27ff0,    0x7f0,      true,   true};
 
@@ -194,7 +194,9 @@ TEST_F(Cpu, ClassFollowsTheAllowMask) {
   EXPECT_EQ(6u, QvGetCPUSupport(0)) << "the default mask names the highest class, whatever the machine";
 }
 
-WText widen(const std::string& text) { return WText(text.begin(), text.end()); }
+WText widen(const std::string& text) {
+  return WText(text.begin(), text.end());
+}
 
 TEST_F(Cpu, NamesMakerAndModel) {
   WCHAR text[64] = {};

@@ -10,8 +10,12 @@ QV_API HMODULE QvApp_GetAppKernel();
 QV_API int32_t DelegateTest_Answer(int32_t value);
 }
 
-HMODULE QvApp_GetAppKernel() { return GetModuleHandleW(nullptr); }
-int32_t DelegateTest_Answer(int32_t value) { return value + 1; }
+HMODULE QvApp_GetAppKernel() {
+  return GetModuleHandleW(nullptr);
+}
+int32_t DelegateTest_Answer(int32_t value) {
+  return value + 1;
+}
 
 namespace {
 
@@ -19,7 +23,7 @@ TEST(DelegateInTheRealProgram, IsFoundAndCalled) {
   QvKernel_EarlyInitialize(GetModuleHandleW(nullptr), QVKERNEL_UIDELEGATE);
   const FARPROC found = qv::uiDelegate("DelegateTest_Answer");
   ASSERT_NE(nullptr, found);
-  EXPECT_EQ(42, reinterpret_cast<int32_t (*)(int32_t)>(found)(41));
+  EXPECT_EQ(42, reinterpret_cast<int32_t (*)(int32_t)>(reinterpret_cast<void*>(found))(41));
   qv::DelegateEntry table[] = {{nullptr, "DelegateTest_Answer"}, {nullptr, "DelegateTest_Missing"}};
   EXPECT_EQ(qv::kNotFound, qv::lookUpDelegates(table));
   EXPECT_EQ(found, table[0].function);

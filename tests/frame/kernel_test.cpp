@@ -17,7 +17,9 @@ namespace {
 
 using WText = std::basic_string<WCHAR>;
 
-HMODULE handle(uintptr_t value) { return reinterpret_cast<HMODULE>(value); }
+HMODULE handle(uintptr_t value) {
+  return reinterpret_cast<HMODULE>(value);
+}
 const HMODULE kMain = handle(0x1000);
 const HMODULE kApplication = handle(0x2000);
 
@@ -49,8 +51,11 @@ TEST(Stages, StopAtAFailureAndFinishWithTheOnesThatAlwaysRun) {
     const char* ran;
     bool fine;
   };
-  for (const Expected& expected :
-       {Expected{0, "abcd", true}, {'a', "abcd", true}, {'b', "abd", false}, {'c', "abcd", false}, {'d', "abcd", true}}) {
+  for (const Expected& expected : {Expected{0, "abcd", true},
+                                   {'a', "abcd", true},
+                                   {'b', "abd", false},
+                                   {'c', "abcd", false},
+                                   {'d', "abcd", true}}) {
     ran.clear();
     EXPECT_EQ(expected.fine, qv::runStages<int>(rows, expected.failing));
     EXPECT_EQ(expected.ran, ran);
@@ -121,7 +126,9 @@ HMODULE exportAnswers;
 int appKernelCalls;
 std::map<std::string, FARPROC> exported;
 
-INT_PTR someFunction() { return 7; }
+INT_PTR someFunction() {
+  return 7;
+}
 const FARPROC kSome = reinterpret_cast<FARPROC>(someFunction);
 
 HMODULE getAppKernel() {
@@ -141,7 +148,7 @@ class Delegates : public Kernel {
     qv::modulePort().procAddress = [](HMODULE module, const char* name) -> FARPROC {
       if (module == kMain) {
         const bool found = mainExports && std::string(name) == "QvApp_GetAppKernel";
-        return found ? reinterpret_cast<FARPROC>(getAppKernel) : nullptr;
+        return found ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(getAppKernel)) : nullptr;
       }
       const auto entry = exported.find(name);
       return module == kApplication && entry != exported.end() ? entry->second : nullptr;
@@ -150,7 +157,8 @@ class Delegates : public Kernel {
 };
 
 TEST_F(Delegates, TableLookUpHasFourAnswers) {
-  qv::DelegateEntry table[] = {{nullptr, "QvGetUIColorAbsolute"}, {nullptr, "Missing"}, {nullptr, "QvGetUIColor"}};
+  qv::DelegateEntry table[] = {
+      {nullptr, "QvGetUIColorAbsolute"}, {nullptr, "Missing"}, {nullptr, "QvGetUIColor"}};
   EXPECT_EQ(qv::kNotFound, qv::lookUpDelegates(table));
   EXPECT_EQ(kSome, table[0].function);
   EXPECT_EQ(nullptr, table[1].function);
@@ -175,7 +183,8 @@ TEST_F(Delegates, ForwardsInItsModeAndAsksForTheModuleOnce) {
 }
 
 TEST_F(Delegates, TheFirstFailureEndsForwardingForGood) {
-  const auto spoilers = {+[] { mainExports = false; }, +[] { exportAnswers = nullptr; }, +[] { exported.clear(); }};
+  const auto spoilers = {+[] { mainExports = false; }, +[] { exportAnswers = nullptr; },
+                         +[] { exported.clear(); }};
   for (const auto spoil : spoilers) {
     SetUp();
     QvKernel_EarlyInitialize(nullptr, 0x20);

@@ -40,17 +40,18 @@ class Os : public testing::Test {
     screenBits = 32;
     monitors = {32};
     moduleFile = longForm = WText();
-    qv::osPort() = {[](uint32_t major, uint32_t minor) {
-                      asked += std::to_string(major) + "." + std::to_string(minor) + " ";
-                      return version >= std::pair(major, minor);
-                    },
-                    [] { return architecture; },
-                    [] { return screenBits; },
-                    [](qv::MonitorVisitor visit, void* context) {
-                      for (const int32_t bits : monitors) visit(bits, context);
-                    },
-                    [](HMODULE, WCHAR* path, uint32_t capacity) { return give(moduleFile, path, capacity); },
-                    [](const WCHAR*, WCHAR* path, uint32_t capacity) { return give(longForm, path, capacity); }};
+    qv::osPort() = {
+        [](uint32_t major, uint32_t minor) {
+          asked += std::to_string(major) + "." + std::to_string(minor) + " ";
+          return version >= std::pair(major, minor);
+        },
+        [] { return architecture; },
+        [] { return screenBits; },
+        [](qv::MonitorVisitor visit, void* context) {
+          for (const int32_t bits : monitors) visit(bits, context);
+        },
+        [](HMODULE, WCHAR* path, uint32_t capacity) { return give(moduleFile, path, capacity); },
+        [](const WCHAR*, WCHAR* path, uint32_t capacity) { return give(longForm, path, capacity); }};
   }
   void TearDown() override { qv::resetOs(); }
 };
@@ -97,7 +98,8 @@ TEST_F(Os, NameIsCutToTheBuffer) {
 TEST_F(Os, VersionCodes) {
   using Version = std::pair<uint32_t, uint32_t>;
   const Version known[] = {{5, 0}, {5, 1}, {6, 0}, {6, 1}, {6, 2}, {6, 3}, {10, 0}};
-  const std::pair<uint32_t, Version> needs[] = {{6, {5, 1}}, {7, {6, 0}}, {8, {6, 1}}, {9, {6, 2}}, {10, {10, 0}}};
+  const std::pair<uint32_t, Version> needs[] = {
+      {6, {5, 1}}, {7, {6, 0}}, {8, {6, 1}}, {9, {6, 2}}, {10, {10, 0}}};
   for (const Version& running : known) {
     version = running;
     for (const auto& [code, least] : needs) {
@@ -168,8 +170,10 @@ TEST(RealOs, AnswersOnBothBuilds) {
   WCHAR text[300] = {};
   EXPECT_EQ(1, QvIsOS64Bit());
   EXPECT_EQ(1, QvGetOS(text, 64));
-  EXPECT_EQ(WText(TEXT("Windows 10.0 (64-bit)")), text);
-  EXPECT_EQ(1, QvOSVersionOK(QVOS_10));
+  const WText name = text;  // Windows shows itself as 8 to a program without a manifest
+  EXPECT_TRUE(name.starts_with(TEXT("Windows ")) && name.ends_with(TEXT(" (64-bit)")))
+      << testing::PrintToString(name);
+  EXPECT_EQ(1, QvOSVersionOK(QVOS_8));
   EXPECT_EQ(1, QvIsHighColor());
   EXPECT_EQ(1, QvIsAllMonitorsHighColor());
   const int32_t length = QvGetModulePath(nullptr, text, 300);
