@@ -66,6 +66,16 @@ function(qv_subsystem name)
   set_property(GLOBAL APPEND PROPERTY QV_SUBSYSTEMS ${target})
 endfunction()
 
+# What every test has: its limit, its labels and, on the Windows build, the prefix it runs in. There the
+# program's own summary decides: an exit code may come from the emulator.
+function(qv_test_properties name summary timeout labels)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} LABELS "${labels}")
+  if(WIN32)
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine ENVIRONMENT "${QV_WINE_ENVIRONMENT}"
+                         FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]" PASS_REGULAR_EXPRESSION "${summary}")
+  endif()
+endfunction()
+
 function(qv_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(NOT T_TIMEOUT)
@@ -76,12 +86,7 @@ function(qv_test name)
   target_include_directories(${name}_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name}_test PRIVATE qv_toolkit GTest::gmock_main ${T_LIBRARIES})
   add_test(NAME ${name} COMMAND ${name}_test)
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
-  if(WIN32)
-    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine ENVIRONMENT "${QV_WINE_ENVIRONMENT}"
-                         FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]"
-                         PASS_REGULAR_EXPRESSION "\\[  PASSED  \\]")
-  endif()
+  qv_test_properties(${name} "\\[  PASSED  \\]" ${T_TIMEOUT} "${T_LABELS}")
 endfunction()
 
 # A test that drives a built program from Python: SCRIPT gets the program, a folder to work in and, on the
@@ -93,11 +98,7 @@ function(qv_script_test name)
   endif()
   add_test(NAME ${name} COMMAND /usr/bin/python3 "${CMAKE_CURRENT_SOURCE_DIR}/${T_SCRIPT}" $<TARGET_FILE:${T_PROGRAM}>
            "${PROJECT_BINARY_DIR}/work/${name}" ${CMAKE_CROSSCOMPILING_EMULATOR})
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}")
-  if(WIN32)
-    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine ENVIRONMENT "${QV_WINE_ENVIRONMENT}"
-                         PASS_REGULAR_EXPRESSION "[0-9]+ passed, 0 failed")
-  endif()
+  qv_test_properties(${name} "[0-9]+ passed, 0 failed" ${T_TIMEOUT} "${T_LABELS}")
 endfunction()
 
 # Puts the objects of these subsystems into a library or program whole: an executable has to carry every
