@@ -10,6 +10,7 @@
 #include "qv/platform/base.h"
 #include "qv/platform/com.h"
 #include "qv/platform/files.h"
+#include "qv/platform/locale.h"
 #include "qv/platform/memory.h"
 #include "qv/platform/modules.h"
 #include "qv/platform/screen.h"
