@@ -15,7 +15,8 @@ install(TARGETS workbench RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} ARCHIVE DE
 
 install(EXPORT qv NAMESPACE qv:: DESTINATION ${config_dir} FILE qvTargets.cmake)
 configure_package_config_file(cmake/qvConfig.cmake.in "${PROJECT_BINARY_DIR}/qvConfig.cmake"
-                              INSTALL_DESTINATION ${config_dir})
+                              INSTALL_DESTINATION ${config_dir}
+                              PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/qvConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/qvConfig.cmake" "${PROJECT_BINARY_DIR}/qvConfigVersion.cmake"
         DESTINATION ${config_dir})

@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "qv/app/entry.h"
-#include "qv/platform/text.h"
+#include "qv/platform/win32.h"
 
 namespace {
 
