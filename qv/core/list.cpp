@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "qv/core/detail/list_storage.h"
-#include "qv/platform/detail/alloc_seam.h"
 
 #ifdef QV_DEBUG_CHECKS
 #include <cstdio>
@@ -70,7 +69,8 @@ void releaseItems(tQVLIST& list) {
     list.heap = nullptr;
     return;
   }
-  for (int32_t i = 0; i < list.itemCount; ++i) releaseItem(list, itemAt(list, i));
+  void** items = listPointers(&list);
+  for (int32_t i = 0; i < list.itemCount; ++i) releaseItem(list, items[i]);
 }
 
 }  // namespace

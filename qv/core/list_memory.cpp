@@ -2,7 +2,6 @@
 // for items.
 
 #include "qv/core/detail/list_storage.h"
-#include "qv/platform/detail/alloc_seam.h"
 
 namespace qv::list {
 
@@ -30,22 +29,9 @@ uint64_t blockSize(void* block) {
   return GlobalSize(GlobalHandle(block));
 }
 
-void* obtainItem(const tQVLIST& list, uint64_t bytes) {
-  return list.heap ? platform::heapAlloc(list.heap, list.heapAllocFlags, bytes)
-                   : platform::runtimeCalloc(1, bytes);
-}
-
 void* resizeItem(const tQVLIST& list, void* item, uint64_t bytes) {
   return list.heap ? platform::heapReAlloc(list.heap, list.heapAllocFlags, item, bytes)
                    : platform::runtimeRealloc(item, bytes);
-}
-
-void releaseItem(const tQVLIST& list, void* item) {
-  if (!item) return;
-  if (list.heap)
-    HeapFree(list.heap, list.heapFreeFlags, item);
-  else
-    std::free(item);
 }
 
 uint64_t itemBytes(const tQVLIST& list, void* item) {

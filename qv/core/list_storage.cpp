@@ -14,9 +14,11 @@ constexpr int64_t kMaxItems = std::numeric_limits<int32_t>::max();
 constexpr uint64_t kStackScratch = 512;
 
 // Items are mostly one pointer or a few words: copies of a size known here need no call.
-void copyItems(char* to, const void* from, uint64_t bytes) {
+inline void copyItems(char* to, const void* from, uint64_t bytes) {
   if (bytes == 8) [[likely]]
     std::memcpy(to, from, 8);
+  else if (bytes == 16)
+    std::memcpy(to, from, 16);
   else if (bytes == 4)
     std::memcpy(to, from, 4);
   else
@@ -31,6 +33,19 @@ void copyIn(tQVLIST& list, int32_t at, const void* items, int32_t count) {
   copyItems(slot, items, bytes);
   list.itemCount += count;
   list.pendingItem = nullptr;
+}
+
+// One item at the end, with room for it and nothing to lock or ask: the case that loops consist of.
+inline bool isPlainAppend(const tQVLIST& list, int32_t index, const void* items, int32_t count) {
+  constexpr uint32_t kAsked = kListFreeThreaded | kListLocked | kListHeap;
+  return (list.options & kAsked) == kListFreeThreaded && items && count == 1 &&
+         (index < 0 || index >= list.itemCount) && list.itemCount < list.allocated;
+}
+
+// Apart from the above, so that the above needs no stack frame.
+[[gnu::noinline]] HRESULT insertHeld(tQVLIST* list, int32_t index, const void* items, int32_t count) {
+  Access access(list);
+  return access ? insert(*list, index, items, count) : E_FAIL;
 }
 
 // Slides the `gap` slots between the two places over and puts the range down, by way of `scratch`.
@@ -84,7 +99,7 @@ HRESULT deleteItems(tQVLIST& list, int32_t start, int32_t count, int32_t shrinkT
 
 }  // namespace
 
-HRESULT grow(tQVLIST& list, int64_t items) {
+[[gnu::noinline]] HRESULT grow(tQVLIST& list, int64_t items) {
   const int64_t add = roundUp(items < 1 ? list.growBy : items, list.growBy);
   const int64_t capacity = list.allocated + add;
   if (capacity > kMaxItems) return E_OUTOFMEMORY;
@@ -147,8 +162,12 @@ using namespace qv;
 using namespace qv::list;
 
 HRESULT QvList_InsertList(tQVLIST* list, int32_t index, const void* items, int32_t count) {
-  Access access(list);
-  return access ? insert(*list, index, items, count) : E_FAIL;
+  if (!isPlainAppend(*list, index, items, count)) return insertHeld(list, index, items, count);
+  checkInvariants(*list);
+  copyItems(slotAt(*list, list->itemCount), items, list->itemSize);
+  list->itemCount++;
+  list->pendingItem = nullptr;
+  return S_OK;
 }
 
 HRESULT QvList_DeleteList(tQVLIST* list, int32_t start, int32_t count, int32_t shrink) {

@@ -2,7 +2,10 @@
 // list.
 #pragma once
 
+#include <cstdlib>
+
 #include "qv/core/detail/list_access.h"
+#include "qv/platform/detail/alloc_seam.h"
 
 namespace qv::list {
 
@@ -13,10 +16,19 @@ void releaseBlock(void* block);
 uint64_t blockSize(void* block);
 
 // Items of a heap list, from its private heap or the run-time; null on failure.
-void* obtainItem(const tQVLIST& list, uint64_t bytes);
 void* resizeItem(const tQVLIST& list, void* item, uint64_t bytes);
-void releaseItem(const tQVLIST& list, void* item);
 uint64_t itemBytes(const tQVLIST& list, void* item);
+inline void* obtainItem(const tQVLIST& list, uint64_t bytes) {
+  return list.heap ? platform::heapAlloc(list.heap, list.heapAllocFlags, bytes)
+                   : platform::runtimeCalloc(1, bytes);
+}
+inline void releaseItem(const tQVLIST& list, void* item) {
+  if (!item) return;
+  if (list.heap)
+    HeapFree(list.heap, list.heapFreeFlags, item);
+  else
+    std::free(item);
+}
 
 // `value` rounded up to whole grow units; 0 stays 0.
 inline int64_t roundUp(int64_t value, int64_t unit) {
