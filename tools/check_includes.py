@@ -43,7 +43,8 @@ def closure(name, table):
 
 
 def owners(table):
-    """file -> subsystem: by listed stem where a folder holds several subsystems, else by the nearest folder"""
+    """file -> subsystem. Where a folder holds several: the one that lists its source, else the one that lists
+    sources beside it, else the one that is called like the folder."""
     result = {}
     for name, (folder, sources, _) in table.items():
         stems = {(folder / s).with_suffix("") for s in sources if "$" not in s}
@@ -52,10 +53,13 @@ def owners(table):
                 continue
             key = file.relative_to(ROOT).as_posix()
             plain = pathlib.Path(re.sub(r"_(x86|sse2|avx2?|scalar)$", "", str(file.with_suffix(""))))
+            if plain.parent.name == "detail":
+                plain = plain.parent.parent / plain.name
             exact = file.with_suffix("") in stems or plain in stems
-            depth = len(folder.parts)
-            if key not in result or (exact, depth) > result[key][0]:
-                result[key] = ((exact, depth), name)
+            beside = any(stem.parent == file.parent for stem in stems)
+            rank = (exact, len(folder.parts), beside, folder.name == name)
+            if key not in result or rank > result[key][0]:
+                result[key] = (rank, name)
     return {key: name for key, (_, name) in result.items()}
 
 
