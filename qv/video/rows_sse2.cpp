@@ -1,0 +1,95 @@
+// The row loops in 128-bit vectors. Every x86-64 processor has these instructions; the CPU word can still
+// switch them off.
+#define QV_FORM sse2
+
+#include <emmintrin.h>
+
+#include "qv/video/detail/rows_loops.h"
+
+namespace qv {
+namespace sse2 {
+namespace {
+
+__m128i loadBytes(const void* p) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(p));
+}
+void storeBytes(void* p, __m128i v) {
+  _mm_storeu_si128(static_cast<__m128i*>(p), v);
+}
+
+void mirror32Vector(uint8_t* row, int64_t count) {
+  int64_t left = 0, right = count;
+  for (; right - left >= 8; left += 4, right -= 4) {
+    const __m128i a = _mm_shuffle_epi32(loadBytes(row + 4 * left), _MM_SHUFFLE(0, 1, 2, 3));
+    const __m128i b = _mm_shuffle_epi32(loadBytes(row + 4 * (right - 4)), _MM_SHUFFLE(0, 1, 2, 3));
+    storeBytes(row + 4 * left, b);
+    storeBytes(row + 4 * (right - 4), a);
+  }
+  mirror<4>(row + 4 * left, right - left);
+}
+
+void swapRedBlueFloatVector(uint8_t* row, int64_t count) {
+  for (int64_t x = 0; x < count; ++x) {
+    storeBytes(row + 16 * x, _mm_shuffle_epi32(loadBytes(row + 16 * x), _MM_SHUFFLE(3, 0, 1, 2)));
+  }
+}
+
+// 1/255 in two parts: the first product is exact, so that the sum rounds once, to the quotient itself.
+constexpr float kInverse255High = 0x1.01p-8f, kInverse255Low = 0x1.010102p-24f;
+
+__m128 over255(__m128i v) {
+  const __m128 f = _mm_cvtepi32_ps(v);
+  return _mm_add_ps(_mm_mul_ps(f, _mm_set1_ps(kInverse255High)), _mm_mul_ps(f, _mm_set1_ps(kInverse255Low)));
+}
+
+void bytesToFloatVector(float* out, const uint8_t* in, int64_t channels) {
+  const __m128i zero = _mm_setzero_si128();
+  int64_t i = 0;
+  for (; i + 16 <= channels; i += 16) {
+    const __m128i bytes = loadBytes(in + i);
+    const __m128i low = _mm_unpacklo_epi8(bytes, zero), high = _mm_unpackhi_epi8(bytes, zero);
+    _mm_storeu_ps(out + i, over255(_mm_unpacklo_epi16(low, zero)));
+    _mm_storeu_ps(out + i + 4, over255(_mm_unpackhi_epi16(low, zero)));
+    _mm_storeu_ps(out + i + 8, over255(_mm_unpacklo_epi16(high, zero)));
+    _mm_storeu_ps(out + i + 12, over255(_mm_unpackhi_epi16(high, zero)));
+  }
+  bytesToFloat(out + i, in + i, channels - i);
+}
+
+// The maximum first and the limits as second operands: what is no number becomes 0, as in the plain form.
+__m128i toBytes(__m128 v) {
+  v = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), _mm_set1_ps(1.0f));
+  return _mm_cvttps_epi32(_mm_mul_ps(v, _mm_set1_ps(255.0f)));
+}
+
+void floatTo32Vector(uint8_t* out, const float* in, int64_t count, const float* dither) {
+  static const float kNone[4] = {};
+  const float* d = dither != nullptr ? dither : kNone;
+  int64_t x = 0;
+  for (; x + 4 <= count; x += 4) {
+    __m128i v[4];
+    for (int i = 0; i < 4; ++i) {
+      const __m128 pixel = _mm_loadu_ps(in + 4 * (x + i));
+      v[i] = toBytes(dither != nullptr ? _mm_add_ps(pixel, _mm_set1_ps(d[i])) : pixel);
+    }
+    storeBytes(out + 4 * x, _mm_packus_epi16(_mm_packs_epi32(v[0], v[1]), _mm_packs_epi32(v[2], v[3])));
+  }
+  floatToBytes<4>(out + 4 * x, in + 4 * x, count - x, dither);
+}
+
+}  // namespace
+
+constexpr RowForms vectorForms() {
+  RowForms forms = plainForms();
+  forms.mirror32 = mirror32Vector;
+  forms.swapRedBlueFloat = swapRedBlueFloatVector;
+  forms.bytesToFloat = bytesToFloatVector;
+  forms.floatTo32 = floatTo32Vector;
+  return forms;
+}
+
+}  // namespace sse2
+
+const RowForms kSse2Rows = sse2::vectorForms();
+
+}  // namespace qv
