@@ -79,6 +79,16 @@ void VectorAppendPointer(benchmark::State& state) {
   }
 }
 
+// The peer of a grow unit that fits the load.
+void ReservedAppendPointer(benchmark::State& state) {
+  for (auto _ : state) {
+    std::vector<void*> list;
+    list.reserve(state.range(0));
+    for (int64_t i = 0; i < state.range(0); ++i) list.push_back(reinterpret_cast<void*>(i));
+    benchmark::DoNotOptimize(list.data());
+  }
+}
+
 // The same behind a call, as any container stands that lives in another module.
 [[gnu::noinline]] void pushBack(std::vector<void*>& list, void* item) {
   list.push_back(item);
@@ -300,6 +310,7 @@ void StdHeapPointer(benchmark::State& state) {
 
 BENCHMARK(ListAppendPointer)->Arg(1000)->Arg(100000);
 BENCHMARK(VectorAppendPointer)->Arg(1000)->Arg(100000);
+BENCHMARK(ReservedAppendPointer)->Arg(1000)->Arg(100000);
 BENCHMARK(CallAppendPointer)->Arg(1000)->Arg(100000);
 BENCHMARK(ListAppendDefaultUnit)->Arg(1000);
 BENCHMARK(ListAppendInline16)->Arg(1000)->Arg(100000);
