@@ -1,6 +1,8 @@
 // Where the bytes come from: global blocks for records, storage and scratch; the run-time or the private heap
 // for items.
 
+#include <cstdlib>
+
 #include "qv/core/detail/list_storage.h"
 
 namespace qv::list {
@@ -32,6 +34,14 @@ uint64_t blockSize(void* block) {
 void* resizeItem(const tQVLIST& list, void* item, uint64_t bytes) {
   return list.heap ? platform::heapReAlloc(list.heap, list.heapAllocFlags, item, bytes)
                    : platform::runtimeRealloc(item, bytes);
+}
+
+void releaseItem(const tQVLIST& list, void* item) {
+  if (!item) return;
+  if (list.heap)
+    HeapFree(list.heap, list.heapFreeFlags, item);
+  else
+    std::free(item);
 }
 
 uint64_t itemBytes(const tQVLIST& list, void* item) {

@@ -506,6 +506,7 @@ TEST(List, SortsCompareInAFixedOrder) {
   } cases[] = {
       {&QvList_Sort, {2, 3, 1}, "3:2 1:3 1:2 "},
       {&QvList_HeapSort, {3, 1, 4, 2}, "2:1 4:2 4:3 3:2 3:1 2:1 "},
+      {&QvList_HeapSort, {1, 4, 2, 3}, "3:4 2:4 4:1 2:1 2:3 1:2 "},  // the last leaf is not asked again
       {&QvList_HeapSort,
        {6, 5, 4, 3, 2, 1},
        "1:4 2:3 3:5 4:5 5:6 2:3 3:5 4:5 5:1 2:3 3:1 4:3 4:2 2:3 3:1 1:2 "},

@@ -2,8 +2,6 @@
 // list.
 #pragma once
 
-#include <cstdlib>
-
 #include "qv/core/detail/list_access.h"
 #include "qv/platform/detail/alloc_seam.h"
 
@@ -17,17 +15,11 @@ uint64_t blockSize(void* block);
 
 // Items of a heap list, from its private heap or the run-time; null on failure.
 void* resizeItem(const tQVLIST& list, void* item, uint64_t bytes);
+void releaseItem(const tQVLIST& list, void* item);
 uint64_t itemBytes(const tQVLIST& list, void* item);
 inline void* obtainItem(const tQVLIST& list, uint64_t bytes) {
   return list.heap ? platform::heapAlloc(list.heap, list.heapAllocFlags, bytes)
                    : platform::runtimeCalloc(1, bytes);
-}
-inline void releaseItem(const tQVLIST& list, void* item) {
-  if (!item) return;
-  if (list.heap)
-    HeapFree(list.heap, list.heapFreeFlags, item);
-  else
-    std::free(item);
 }
 
 // `value` rounded up to whole grow units; 0 stays 0.
