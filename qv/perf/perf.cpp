@@ -30,7 +30,7 @@ constexpr QvPerfStatus kWrongContext = -17;
 
 template <class... P>
 QvPerfStatus checkVector(int32_t length, P... pointers) {
-  if (((pointers == nullptr) || ...)) return kNullPointer;
+  if ((!pointers || ...)) return kNullPointer;
   return length < 1 ? kWrongSize : kNoError;
 }
 
