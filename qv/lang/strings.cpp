@@ -33,10 +33,11 @@ bool isRecordAddress(uintptr_t address) {
 // The column whose language is the handle's, 1 (English) when there is none.
 int32_t findSlot(LCID lcid) {
   const LCID wanted = QvLang_GetConditionedLCID(lcid);
-  const uint32_t* end = kLanguageTable + kLanguageCount;
+  const uint32_t* first = kLanguageTable;
+  const uint32_t* end = first + kLanguageCount;
   const uint32_t* found =
-      std::find_if(kLanguageTable, end, [wanted](LCID own) { return QvLang_GetConditionedLCID(own) == wanted; });
-  return found == end ? 1 : static_cast<int32_t>(found - kLanguageTable) + 1;
+      std::find_if(first, end, [wanted](LCID own) { return QvLang_GetConditionedLCID(own) == wanted; });
+  return found == end ? 1 : static_cast<int32_t>(found - first) + 1;
 }
 
 int32_t slotOf(HQVLANG language) {

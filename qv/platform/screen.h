@@ -71,4 +71,10 @@ QV_API HCURSOR SetCursor(HCURSOR cursor);
 // The calling thread's cursor.
 QV_API HCURSOR GetCursor();
 
+// The reading direction of windows made from now on: 0 left to right, LAYOUT_RTL right to left. On Linux it is
+// only kept: no windows exist. True, or false for any other value.
+constexpr DWORD LAYOUT_RTL = 1;
+QV_API BOOL SetProcessDefaultLayout(DWORD layout);
+QV_API BOOL GetProcessDefaultLayout(DWORD* layout);
+
 #endif

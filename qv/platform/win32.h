@@ -8,11 +8,14 @@
 #pragma once
 
 #include "qv/platform/base.h"
+#include "qv/platform/codepage.h"
 #include "qv/platform/com.h"
 #include "qv/platform/files.h"
 #include "qv/platform/locale.h"
 #include "qv/platform/memory.h"
 #include "qv/platform/modules.h"
+#include "qv/platform/registry.h"
+#include "qv/platform/resources.h"
 #include "qv/platform/screen.h"
 #include "qv/platform/sync.h"
 #include "qv/platform/system.h"

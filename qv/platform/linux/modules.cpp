@@ -18,6 +18,7 @@
 #include "qv/platform/characters.h"
 #include "qv/platform/linux/failure.h"
 #include "qv/platform/linux/paths.h"
+#include "qv/platform/linux/resource_file.h"
 #include "qv/platform/linux/utf.h"
 
 namespace qv::platform {
@@ -47,6 +48,7 @@ std::string executablePath() {
 
 std::string pathOf(HMODULE module) {
   if (module == mainModule()) return executablePath();
+  if (const char* path = resourceFilePath(module)) return path;
   link_map* map = mapOf(module);
   char resolved[PATH_MAX];
   return map && realpath(map->l_name, resolved) ? resolved : "";
@@ -167,6 +169,7 @@ HMODULE GetModuleHandleW(LPCWSTR name) {
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   constexpr FARPROC kNone = nullptr;
   if (reinterpret_cast<uintptr_t>(name) < 0x10000) return failWith(ERROR_PROC_NOT_FOUND, kNone);
+  if (isResourceFile(module)) return failWith(ERROR_PROC_NOT_FOUND, kNone);
   if (!module) module = mainModule();
   void* address = dlsym(module, name);
   // The look-up goes on into what the module uses; only its own exports count.
@@ -184,13 +187,15 @@ HMODULE LoadLibraryW(LPCWSTR path) {
   for (const std::string& place : candidates(path, name)) {
     if (void* library = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL)) return moduleOf(library);
     if (error == ERROR_MOD_NOT_FOUND) error = loadError(place);
+    // A module may hold resources and no code: then its file is what the resource compiler wrote.
+    if (HMODULE file = openResourceFile(place.c_str())) return file;
   }
   return failWith(error, kNoModule);
 }
 
 BOOL FreeLibrary(HMODULE module) {
   if (!module) return fail(ERROR_INVALID_HANDLE);
-  if (module == mainModule()) return TRUE;
+  if (module == mainModule() || closeResourceFile(module)) return TRUE;
   return dlclose(module) == 0 ? TRUE : fail(ERROR_INVALID_HANDLE);
 }
 

@@ -1,5 +1,6 @@
 #include "qv/platform/screen.h"
 
+#include <atomic>
 #include <string_view>
 #include <utility>
 
@@ -41,6 +42,8 @@ constexpr uintptr_t kCursors[] = {32512, 32513, 32514, 32515, 32516, 32642, 3264
 constexpr uintptr_t kCursorBase = 0x10000;
 
 thread_local HCURSOR currentCursor = nullptr;
+
+std::atomic<DWORD> processLayout{0};
 
 }  // namespace
 }  // namespace qv::platform
@@ -104,4 +107,15 @@ HCURSOR SetCursor(HCURSOR cursor) {
 
 HCURSOR GetCursor() {
   return currentCursor;
+}
+
+BOOL SetProcessDefaultLayout(DWORD layout) {
+  if (layout > LAYOUT_RTL) return fail(ERROR_INVALID_PARAMETER);
+  processLayout.store(layout);
+  return TRUE;
+}
+
+BOOL GetProcessDefaultLayout(DWORD* layout) {
+  *layout = processLayout.load();
+  return TRUE;
 }
