@@ -119,7 +119,7 @@ TEST(LocaleContract, NumberFormat) {
       {TEXT("+1"), 0, 3, 1, 1, TEXT("(failed)")},
       {TEXT(" 1"), 0, 3, 1, 1, TEXT("(failed)")},
       {TEXT("1.2.3"), 0, 3, 1, 1, TEXT("(failed)")},
-      {TEXT("1"), 0, 3, 1, 5, TEXT("(failed)")},
+      {TEXT("-1"), 0, 3, 1, 5, TEXT("(failed)")},
   };
   for (const Row& row : rows)
     EXPECT_EQ(formatted(row.value, row.places, row.grouping, row.leadingZero, row.negativeOrder), row.text);

@@ -1,0 +1,110 @@
+// A place for text of limited room: what doesn't fit is cut, never written.
+//
+//   TextSink sink(destination, capacity - 1);
+//   sink.put(text, length);
+//   sink.terminate();
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "qv/platform/base.h"
+
+namespace qv {
+
+constexpr bool isHighSurrogate(WCHAR c) {
+  return (c & 0xfc00) == 0xd800;
+}
+constexpr bool isLowSurrogate(WCHAR c) {
+  return (c & 0xfc00) == 0xdc00;
+}
+
+class TextSink {
+ public:
+  // `room` counts characters without the terminator, which needs one place more.
+  TextSink(WCHAR* text, uint32_t room) : text_(text), room_(room) {}
+
+  // Each put answers whether everything fitted.
+  bool put(const WCHAR* text, size_t count) {
+    const size_t fits = take(count);
+    std::memcpy(text_ + length_, text, fits * sizeof(WCHAR));
+    length_ += static_cast<uint32_t>(fits);
+    return fits == count;
+  }
+  bool put(WCHAR c) {
+    if (room_ == 0) return fail();
+    --room_;
+    text_[length_++] = c;
+    return true;
+  }
+  bool putNarrow(const char* text, size_t count) {
+    const size_t fits = take(count);
+    for (size_t i = 0; i < fits; ++i)
+      text_[length_ + i] = static_cast<WCHAR>(static_cast<unsigned char>(text[i]));
+    length_ += static_cast<uint32_t>(fits);
+    return fits == count;
+  }
+  bool fill(WCHAR c, uint64_t count) {
+    const size_t fits = take(count);
+    for (size_t i = 0; i < fits; ++i) text_[length_ + i] = c;
+    length_ += static_cast<uint32_t>(fits);
+    return fits == count;
+  }
+
+  // A sink on the same place, of at most `limit` characters; hand its length to advance().
+  TextSink rest(uint32_t limit) const { return TextSink(text_ + length_, room_ < limit ? room_ : limit); }
+  void advance(const TextSink& part) {
+    length_ += part.length_;
+    room_ -= part.length_;
+    cut_ |= part.cut_;
+  }
+
+  // Writes the terminator. A text that was cut doesn't end in half a character.
+  uint32_t terminate() {
+    if (cut_ && length_ && isHighSurrogate(text_[length_ - 1])) --length_;
+    text_[length_] = 0;
+    return length_;
+  }
+
+  const WCHAR* text() const { return text_; }
+  uint32_t length() const { return length_; }
+  uint32_t room() const { return room_; }
+  bool wasCut() const { return cut_; }
+
+ private:
+  size_t take(uint64_t count) {
+    const size_t fits = count < room_ ? static_cast<size_t>(count) : room_;
+    if (fits < count) cut_ = true;
+    room_ -= static_cast<uint32_t>(fits);
+    return fits;
+  }
+  bool fail() {
+    cut_ = true;
+    return false;
+  }
+
+  WCHAR* text_;
+  uint32_t length_ = 0;
+  uint32_t room_;
+  bool cut_ = false;
+};
+
+// The same on a block of its own, as one conversion's rendering needs it.
+template <uint32_t Capacity>
+class ScratchText {
+ public:
+  ScratchText() : sink(block_, Capacity - 1) {}
+  ScratchText(const ScratchText&) = delete;
+  ScratchText& operator=(const ScratchText&) = delete;
+
+ private:
+  WCHAR block_[Capacity];
+
+ public:
+  TextSink sink;
+};
+
+// The characters of one conversion's scratch, with the terminator.
+inline constexpr uint32_t kScratchCapacity = 260;
+
+}  // namespace qv

@@ -1,0 +1,5 @@
+#include "qv/platform/sound.h"
+
+BOOL sndPlaySoundW(LPCWSTR, UINT) {
+  return FALSE;
+}

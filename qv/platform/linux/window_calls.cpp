@@ -1,0 +1,33 @@
+#include "qv/platform/window_calls.h"
+
+namespace qv {
+namespace {
+
+constexpr UINT kWestern = 1252;
+
+// There is no window to reach: every operation fails as on a handle that is gone.
+constexpr WindowCalls kNone = {
+    [](HWND, LPCWSTR) { return FALSE; },
+    [](HWND, int) { return HWND(); },
+    [](HWND) { return 0; },
+    [](HWND, LPWSTR, int) { return 0; },
+    [](HWND, UINT, WPARAM, LPARAM) { return LRESULT(); },
+    [](HWND) { return HWND(); },
+    [](HWND) { return HWND(); },
+    [](HDC, LPCWSTR, int, SIZE*) { return FALSE; },
+    [] { return kWestern; },
+};
+
+const WindowCalls* inForce = &kNone;
+
+}  // namespace
+
+const WindowCalls& windowCalls() {
+  return *inForce;
+}
+
+void setWindowCalls(const WindowCalls* calls) {
+  inForce = calls ? calls : &kNone;
+}
+
+}  // namespace qv
