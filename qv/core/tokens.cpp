@@ -1,9 +1,7 @@
 #include "qv/core/detail/tokens.h"
 
-#include "qv/core/detail/language_text.h"
 #include "qv/core/list.h"
 #include "qv/core/printf.h"
-#include "qv/lang/international.h"
 
 namespace qv {
 namespace {
@@ -62,14 +60,6 @@ bool add(const WCHAR* name, const WCHAR* value) {
   return false;
 }
 
-constexpr uint32_t kLabelCapacity = 64;
-
-void defineLabel(const WCHAR* name, LanguageText pattern, const WCHAR* a, const WCHAR* b, const WCHAR* c) {
-  WCHAR label[kLabelCapacity];
-  QvCchPrintF(label, kLabelCapacity, nullptr, languageText(pattern), a, b, c);
-  QvPrintF_AddToken(name, label);
-}
-
 }  // namespace
 
 bool initializeTokens() {
@@ -89,26 +79,6 @@ TokenResult putToken(TextSink& out, const WCHAR* name) {
   if (index < 0) return TokenResult::missing;
   const Token* token = static_cast<const Token*>(listPointers(tokens)[index]);
   return out.put(token->value, token->valueLength) ? TokenResult::fitted : TokenResult::cut;
-}
-
-void defineSeparatorTokens() {
-  const QVINTERNATIONALS& inat = internationals();
-  const WCHAR* whole = inat.timecodeWholeSeparator.text;
-  const WCHAR* nonDrop = inat.timecodeNonDropSeparator.text;
-  const WCHAR* drop = inat.timecodeDropSeparator.text;
-  const WCHAR* measure = inat.musicalMeasureSeparator.text;
-  const WCHAR* beat = inat.musicalBeatSeparator.text;
-  QvPrintF_AddToken(TEXT("SMPTE.Whole"), whole);
-  QvPrintF_AddToken(TEXT("SMPTE.NonDrop"), nonDrop);
-  QvPrintF_AddToken(TEXT("SMPTE.Drop"), drop);
-  defineLabel(TEXT("SMPTE.Label.NonDrop"), LanguageText::timecodeLabel, whole, whole, nonDrop);
-  defineLabel(TEXT("SMPTE.Label.Drop"), LanguageText::timecodeLabel, whole, whole, drop);
-  defineLabel(TEXT("SMPTE.Label.NonDrop.Full"), LanguageText::timecodeFullLabel, whole, whole, nonDrop);
-  defineLabel(TEXT("SMPTE.Label.Drop.Full"), LanguageText::timecodeFullLabel, whole, whole, drop);
-  QvPrintF_AddToken(TEXT("m.b"), measure);
-  QvPrintF_AddToken(TEXT("b.t"), beat);
-  defineLabel(TEXT("MusicTime.Label"), LanguageText::musicLabel, measure, beat, TEXT(""));
-  defineLabel(TEXT("MusicTime.Label.Full"), LanguageText::musicFullLabel, measure, beat, TEXT(""));
 }
 
 }  // namespace qv

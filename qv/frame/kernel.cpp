@@ -1,5 +1,6 @@
 #include "qv/frame/kernel.h"
 
+#include "qv/core/detail/tokens.h"
 #include "qv/frame/detail/clock.h"
 #include "qv/frame/detail/cpu.h"
 #include "qv/frame/detail/kernel.h"
@@ -7,6 +8,7 @@
 #include "qv/frame/detail/stages.h"
 #include "qv/frame/status.h"
 #include "qv/frame/win32error.h"
+#include "qv/lang/international.h"
 #include "qv/platform/win32.h"
 
 namespace qv {
@@ -74,6 +76,14 @@ bool resetShared(const Start&) {
   return true;
 }
 
+bool startTokens(const Start&) {
+  return initializeTokens();
+}
+
+bool loadInternationals(const Start&) {
+  return SUCCEEDED(QvLang_GetInternationals(nullptr, 0));
+}
+
 bool finishClock(const Start&) {
   QvTimer_LateInitialize();
   return true;
@@ -83,8 +93,9 @@ constexpr bool kAlways = true;
 
 // A service joins at its place in the order: one that later rows need as {run, !kAlways}.
 constexpr Stage<Start> kStartStages[] = {
-    {quietErrors, kAlways},    {startClock, kAlways},  {takeModule, kAlways},  {lookAtProcessor, kAlways},
-    {chooseDelegate, kAlways}, {resetShared, kAlways}, {finishClock, kAlways},
+    {quietErrors, kAlways},     {startClock, kAlways},          {takeModule, kAlways},
+    {lookAtProcessor, kAlways}, {chooseDelegate, kAlways},      {resetShared, kAlways},
+    {startTokens, !kAlways},    {loadInternationals, !kAlways}, {finishClock, kAlways},
 };
 
 void forgetAppKernel() {
@@ -92,7 +103,7 @@ void forgetAppKernel() {
 }
 
 // What the process shares goes down in this order, the app kernel last.
-constexpr void (*kStopStages[])() = {forgetAppKernel};
+constexpr void (*kStopStages[])() = {terminateTokens, forgetAppKernel};
 
 HMODULE findAppKernel(HRESULT& status) {
   using GetAppKernel = HMODULE (*)();
