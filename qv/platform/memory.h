@@ -34,18 +34,19 @@ QV_API HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes);
 // or fails. Null on failure, and the old block stands.
 QV_API HGLOBAL GlobalReAlloc(HGLOBAL block, SIZE_T bytes, UINT flags);
 
-// The size that was asked for, in bytes: never less, and on Linux never more.
+// The size that was asked for, in bytes (of a block of 0 bytes, a byte or none). 0 for null.
 QV_API SIZE_T GlobalSize(HGLOBAL block);
 
-// The block's address; counts a lock on a moveable block, gives a fixed block's own handle back. Null for a
-// moveable block of 0 bytes.
+// The block's address; counts a lock on a moveable block, gives a fixed block's own handle back. Null for
+// null, and for a moveable block of 0 bytes (ERROR_DISCARDED).
 QV_API LPVOID GlobalLock(HGLOBAL block);
 
 // Takes one lock off a moveable block: true while locks remain. With the last one gone, false and the last
 // error 0. Of a fixed block always true.
 QV_API BOOL GlobalUnlock(HGLOBAL block);
 
-// The handle of the block at this address (of its first byte, as GlobalLock or GlobalAlloc gave it).
+// The handle of the block at this address (of its first byte, as GlobalLock or GlobalAlloc gave it); null for
+// null.
 QV_API HGLOBAL GlobalHandle(LPCVOID address);
 
 // Frees a block, locked or not; null gives null. Null on success.

@@ -39,7 +39,8 @@ QV_API HMODULE LoadLibraryW(LPCWSTR path);
 QV_API BOOL FreeLibrary(HMODULE module);
 
 // The full path of the module (null: the executable); the number of characters without the terminator. If
-// the capacity is too small: what fits, terminated, the capacity as result and ERROR_INSUFFICIENT_BUFFER.
+// the capacity is too small: what fits (terminated for sure only on
+// a success), the capacity as result and ERROR_INSUFFICIENT_BUFFER.
 QV_API DWORD GetModuleFileNameW(HMODULE module, LPWSTR path, DWORD capacity);
 
 // The command line of the process; the text lives as long as the process. On Linux it is put together from
@@ -54,7 +55,8 @@ QV_API UINT SetErrorMode(UINT mode);
 QV_API UINT GetErrorMode();
 
 // The size in bytes of a file's version resource; `ignored` (null allowed) becomes 0. 0 on failure: with
-// ERROR_RESOURCE_TYPE_NOT_FOUND for a file without one, which on Linux is every file, or a file error.
+// ERROR_RESOURCE_TYPE_NOT_FOUND (or DATA_NOT_FOUND, if it has no resources at all) for a file without one,
+// which on Linux is every file, or a file error.
 QV_API DWORD GetFileVersionInfoSizeW(LPCWSTR path, DWORD* ignored);
 
 // Reads a file's version resource into a block of that size. On Linux it fails as above.

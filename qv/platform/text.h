@@ -1,6 +1,7 @@
 // Text helpers: UTF-16 strings, case, code pages, and MulDiv.
 //
-// Case is Unicode's simple one-to-one mapping, the same in every locale; a surrogate pair has no case.
+// Case is Unicode's simple mapping as far as it goes both ways, the same in every locale; what has no partner
+// there (micro sign, dotless i, sharp s, a surrogate) stays as it is.
 //
 //   int bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
 #pragma once
@@ -66,7 +67,8 @@ QV_API DWORD CharUpperBuffW(LPWSTR text, DWORD count);
 // Converts `count` characters to lower case in place; gives the count.
 QV_API DWORD CharLowerBuffW(LPWSTR text, DWORD count);
 
-// Whether the character is a letter of any script.
+// Whether the character is a letter of some script. For Latin, Greek and Cyrillic letters both builds agree;
+// for combining signs and letter-like numbers they may not.
 QV_API BOOL IsCharAlphaW(WCHAR c);
 
 // Whether it is a letter or a digit.
@@ -80,9 +82,9 @@ QV_API BOOL IsCharLowerW(WCHAR c);
 
 // Converts bytes of a code page to UTF-16 and gives the number of characters. `bytes` -1: up to and with the
 // terminator. `capacity` 0: only counts. CP_UTF8, and CP_ACP, which is UTF-8 on Linux and at least ASCII
-// everywhere. Malformed input gives U+FFFD, or with MB_ERR_INVALID_CHARS a failure. 0 on failure:
-// ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION, ERROR_INVALID_FLAGS (other flags with UTF-8), or
-// ERROR_INVALID_PARAMETER (null or equal pointers, no bytes, unknown page).
+// everywhere. Malformed input gives U+FFFD, one or more, or with MB_ERR_INVALID_CHARS a failure. 0 on
+// failure: ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION, ERROR_INVALID_FLAGS (other flags with
+// UTF-8), or ERROR_INVALID_PARAMETER (null or equal pointers, no bytes, unknown page).
 QV_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int bytes, LPWSTR target,
                                int capacity);
 
@@ -92,7 +94,7 @@ QV_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int c
                                int capacity, LPCSTR defaultChar, BOOL* usedDefault);
 
 // number * numerator / denominator over a 64-bit product, rounded to the nearest, halves away from zero; -1
-// if the denominator is 0 or the result doesn't fit.
+// if the denominator is 0 or the result doesn't fit into 32 bits and its negative too.
 QV_API int MulDiv(int number, int numerator, int denominator);
 
 #endif

@@ -120,6 +120,7 @@ HGLOBAL orOutOfMemory(HGLOBAL block) {
 // The kernel copies the word in before it refuses the first argument, so the error tells whether the word
 // can be read. Unlike a read through /proc or a pipe this takes no descriptor and no permission.
 bool isReadableWord(uintptr_t address) {
+  if (address < sizeof(uint64_t)) return false;  // The kernel takes null for no argument.
   constexpr long kNoSuchHow = -1;
   constexpr size_t kKernelSignalSetSize = 8;
   int saved = errno;
@@ -234,6 +235,7 @@ HGLOBAL GlobalReAlloc(HGLOBAL block, SIZE_T bytes, UINT flags) {
 }
 
 SIZE_T GlobalSize(HGLOBAL block) {
+  if (!block) return failWith(ERROR_INVALID_HANDLE, SIZE_T{0});
   GlobalHeader* header = headerOf(block);
   return header ? header->bytes : 0;
 }
@@ -241,7 +243,7 @@ SIZE_T GlobalSize(HGLOBAL block) {
 LPVOID GlobalLock(HGLOBAL block) {
   GlobalRecord* record = recordOf(block);
   if (!record) return block;
-  if (!record->header) return nullptr;
+  if (!record->header) return failWith(ERROR_DISCARDED, nullptr);
   ++record->locks;
   return record->header->data();
 }
@@ -255,6 +257,7 @@ BOOL GlobalUnlock(HGLOBAL block) {
 }
 
 HGLOBAL GlobalHandle(LPCVOID address) {
+  if (!address) return failWith(ERROR_INVALID_PARAMETER, static_cast<HGLOBAL>(nullptr));
   GlobalRecord* record = GlobalHeader::of(address)->record;
   return record ? record->handle() : const_cast<void*>(address);
 }

@@ -36,7 +36,9 @@ constexpr LeadByte kLeadBytes[] = {
     {0xf1, 0xf3, 3, 0x80, 0xbf}, {0xf4, 0xf4, 3, 0x80, 0x8f},
 };
 
-// A malformed sequence counts as one character as far as it could have been the start of a good one.
+// A malformed sequence counts as one character as far as its bytes may follow each other; so does a lead byte
+// with a following byte that makes an overlong form, a surrogate or too high a code. That is what the
+// platform's own conversion does.
 Decoded decodeMultiByte(std::string_view text) {
   auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };
   const LeadByte* lead = std::find_if(std::begin(kLeadBytes), std::end(kLeadBytes), [&](const LeadByte& row) {
@@ -45,8 +47,8 @@ Decoded decodeMultiByte(std::string_view text) {
   if (lead == std::end(kLeadBytes)) return kMalformedUnit;
   uint32_t code = byte(0) & (0x3fu >> lead->following);
   for (size_t i = 1; i <= lead->following; ++i) {
-    uint8_t low = i == 1 ? lead->low : 0x80, high = i == 1 ? lead->high : 0xbf;
-    if (i >= text.size() || byte(i) < low || byte(i) > high) return {kReplacement, i, false};
+    if (i >= text.size() || (byte(i) & 0xc0) != 0x80) return {kReplacement, i, false};
+    if (i == 1 && (byte(i) < lead->low || byte(i) > lead->high)) return {kReplacement, 2, false};
     code = code << 6 | (byte(i) & 0x3f);
   }
   return {code, size_t{1} + lead->following, true};
@@ -131,18 +133,20 @@ locale_t unicodeLocale() {
   return locale;
 }
 
-WCHAR withinPlane(wint_t mapped, WCHAR original) {
-  return mapped <= 0xffff ? static_cast<WCHAR>(mapped) : original;
+WCHAR mapped(WCHAR c, wint_t (*map)(wint_t, locale_t), wint_t (*back)(wint_t, locale_t)) {
+  wint_t other = map(c, unicodeLocale());
+  // Only pairs that go both ways: the micro sign, say, stays what it is rather than become a Greek letter.
+  return other <= 0xffff && back(other, unicodeLocale()) == c ? static_cast<WCHAR>(other) : c;
 }
 
 WCHAR upper(WCHAR c) {
   if (c < 0x80) return c >= 'a' && c <= 'z' ? static_cast<WCHAR>(c - 32) : c;
-  return withinPlane(towupper_l(c, unicodeLocale()), c);
+  return mapped(c, towupper_l, towlower_l);
 }
 
 WCHAR lower(WCHAR c) {
   if (c < 0x80) return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + 32) : c;
-  return withinPlane(towlower_l(c, unicodeLocale()), c);
+  return mapped(c, towlower_l, towupper_l);
 }
 
 WCHAR lowerAscii(WCHAR c) {
@@ -348,5 +352,5 @@ int MulDiv(int number, int numerator, int denominator) {
   if (divisor < 0) product = -product, divisor = -divisor;
   int64_t half = divisor / 2;
   int64_t result = (product >= 0 ? product + half : product - half) / divisor;
-  return result >= INT32_MIN && result <= INT32_MAX ? static_cast<int>(result) : -1;
+  return result >= -INT32_MAX && result <= INT32_MAX ? static_cast<int>(result) : -1;
 }
