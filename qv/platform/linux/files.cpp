@@ -50,7 +50,8 @@ class OpenFiles {
 
   bool allows(const Use& wanted) const {
     return std::all_of(uses_.begin(), uses_.end(), [&](const Use& use) {
-      if (use.file != wanted.file) return true;
+      // Who neither reads nor writes is in nobody's way.
+      if (use.file != wanted.file || use.access == 0 || wanted.access == 0) return true;
       bool theyAllow = (shareNeededFor(wanted.access) & ~use.share) == 0;
       bool weAllow = (shareNeededFor(use.access) & ~wanted.share) == 0;
       return theyAllow && weAllow;
