@@ -27,6 +27,10 @@ start() {
   # Waits for a line that never comes; "stop" ends it with the server.
   setsid wine cmd.exe /c "set /p x=" <>"$keep" &
   sleep 1
+  # The first use of COM and of the desktop starts a server each. Inside a test these would hold its output
+  # open, so that nobody sees the test end; a program with a desktop waits until it stands.
+  wine net start RpcSs
+  wine rundll32.exe shell32.dll,Control_RunDLL none
 }
 
 # CTest waits for everyone who holds its pipes, and the server inherits them: hence the log file.
