@@ -483,6 +483,11 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD capacity, LPWSTR full, LPWSTR* filePa
   return length;
 }
 
+DWORD GetLongPathNameW(LPCWSTR path, LPWSTR longPath, DWORD capacity) {
+  if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) return 0;
+  return giveText(path, longPath, capacity);
+}
+
 DWORD GetTempPathW(DWORD capacity, LPWSTR path) {
   const char* set = getenv("TMPDIR");
   std::string folder = set && *set ? set : "/tmp";
