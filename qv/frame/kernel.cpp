@@ -9,6 +9,7 @@
 #include "qv/frame/status.h"
 #include "qv/frame/win32error.h"
 #include "qv/lang/international.h"
+#include "qv/perf/perf.h"
 #include "qv/platform/win32.h"
 
 namespace qv {
@@ -89,6 +90,11 @@ bool finishClock(const Start&) {
   return true;
 }
 
+bool startPrimitives(const Start&) {
+  QvPerf_Initialize();
+  return true;
+}
+
 constexpr bool kAlways = true;
 
 // A service joins at its place in the order: one that later rows need as {run, !kAlways}.
@@ -96,6 +102,7 @@ constexpr Stage<Start> kStartStages[] = {
     {quietErrors, kAlways},     {startClock, kAlways},          {takeModule, kAlways},
     {lookAtProcessor, kAlways}, {chooseDelegate, kAlways},      {resetShared, kAlways},
     {startTokens, !kAlways},    {loadInternationals, !kAlways}, {finishClock, kAlways},
+    {startPrimitives, kAlways},
 };
 
 void forgetAppKernel() {

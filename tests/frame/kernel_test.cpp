@@ -11,6 +11,7 @@
 #include "qv/frame/detail/stages.h"
 #include "qv/frame/errorreport.h"
 #include "qv/frame/status.h"
+#include "qv/perf/detail/kernels.h"
 #include "qv/platform/win32.h"
 
 namespace {
@@ -88,6 +89,12 @@ TEST_F(Kernel, EarlyInitializeSetsWhatTheProcessShares) {
   EXPECT_EQ(0x123456789abcdef0u, qv::kernelState().splash);
   EXPECT_EQ(1, QvKernel_LateTerminate());
   EXPECT_EQ(nullptr, QvKernel_GetAppKernel());
+}
+
+TEST_F(Kernel, StartUpChoosesThePrimitivesKernels) {
+  qv::perf::setRow(0);
+  EXPECT_EQ(1, QvKernel_EarlyInitialize(nullptr, 0));
+  EXPECT_NE(0, qv::perf::currentRow()) << "every 64-bit processor has better than the first row";
 }
 
 TEST_F(Kernel, DelegateModeFollowsTheFlags) {
