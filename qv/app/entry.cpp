@@ -23,7 +23,7 @@ void realCoUninitialize() {
   CoUninitialize();
 }
 
-constexpr EntryPort kRealPort = {realCoInitialize, QvKernel_EarlyInitialize, QvGetModulePath, realCommandLine,
+constexpr EntryPort kRealPort = {realCoInitialize, QvKernel_EarlyInitialize, QvLang_Open, QvGetModulePath, realCommandLine,
                                  realCoUninitialize};
 EntryPort port = kRealPort;
 
@@ -70,6 +70,7 @@ int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
   app = {};
   app.module = module;
   port.earlyInitialize(module, 0);
+  port.openLanguage(&app.language, module, 0, 0);
   port.modulePath(module, app.modulePath, MAX_PATH);
   const int32_t code = runJob(*job);
   ErrorReport_Shutdown();

@@ -15,17 +15,19 @@
 #pragma once
 
 #include "qv/api.h"
+#include "qv/lang/lang.h"
 #include "qv/platform/base.h"
 
 // What the running application is. The toolkit owns the one record, which lives as long as the process.
 struct QVAPP {
   HMODULE module;
+  HQVLANG language;            // the application's own handle; null when it could not be opened
   WCHAR modulePath[MAX_PATH];  // the program's folder, with its separator; empty if it is longer than this
   int32_t cancelled;           // set by the job when the user stopped it
 };
-static_assert(sizeof(QVAPP) == 536);
-static_assert(offsetof(QVAPP, modulePath) == 8);
-static_assert(offsetof(QVAPP, cancelled) == 528);
+static_assert(sizeof(QVAPP) == 544);
+static_assert(offsetof(QVAPP, modulePath) == 16);
+static_assert(offsetof(QVAPP, cancelled) == 536);
 
 // The application's job.
 struct QVJOB {

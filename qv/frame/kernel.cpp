@@ -8,6 +8,7 @@
 #include "qv/frame/detail/stages.h"
 #include "qv/frame/status.h"
 #include "qv/frame/win32error.h"
+#include "qv/lang/detail/startup.h"
 #include "qv/lang/international.h"
 #include "qv/perf/perf.h"
 #include "qv/platform/win32.h"
@@ -81,6 +82,10 @@ bool startTokens(const Start&) {
   return initializeTokens();
 }
 
+bool openLanguage(const Start& start) {
+  return SUCCEEDED(startKernelLanguage(start.module));
+}
+
 bool loadInternationals(const Start&) {
   return SUCCEEDED(QvLang_GetInternationals(nullptr, 0));
 }
@@ -101,7 +106,8 @@ constexpr bool kAlways = true;
 constexpr Stage<Start> kStartStages[] = {
     {quietErrors, kAlways},     {startClock, kAlways},          {takeModule, kAlways},
     {lookAtProcessor, kAlways}, {chooseDelegate, kAlways},      {resetShared, kAlways},
-    {startTokens, !kAlways},    {loadInternationals, !kAlways}, {finishClock, kAlways},
+    {startTokens, !kAlways},    {openLanguage, !kAlways},       {loadInternationals, !kAlways},
+    {finishClock, kAlways},
     {startPrimitives, kAlways},
 };
 
@@ -110,7 +116,7 @@ void forgetAppKernel() {
 }
 
 // What the process shares goes down in this order, the app kernel last.
-constexpr void (*kStopStages[])() = {terminateTokens, forgetAppKernel};
+constexpr void (*kStopStages[])() = {stopKernelLanguage, terminateTokens, forgetAppKernel};
 
 HMODULE findAppKernel(HRESULT& status) {
   using GetAppKernel = HMODULE (*)();

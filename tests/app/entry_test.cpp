@@ -34,7 +34,7 @@ QVAPP* application;
 WText argument;
 int context;
 
-#define QV_BEFORE "com report1 kernel path "
+#define QV_BEFORE "com report1 kernel language path "
 #define QV_AFTER " shutdown uncom"
 
 const Case kCases[] = {
@@ -108,6 +108,11 @@ class Entry : public testing::Test {
                        [](HMODULE module, uint32_t flags) {
                          note(module == kModule && flags == 0 ? "kernel" : "?");
                          return now.kernelFails ? 0 : 1;
+                       },
+                       [](HQVLANG* language, HMODULE module, LCID lcid, uint32_t ringSize) {
+                         const bool plain = *language == nullptr && lcid == 0 && ringSize == 0;
+                         note(module == kModule && plain ? "language" : "?");
+                         return qv::kGeneralFailure;
                        },
                        [](HMODULE module, WCHAR* path, int32_t capacity) {
                          note(module == kModule && capacity == 260 ? "path" : "?");

@@ -35,9 +35,13 @@ HMODULE mainModule() {
   return moduleOf(library);
 }
 
+// A handle is the loader's own record; one that is not in its chain is nobody's, and asking the loader about it
+// would end the process.
 link_map* mapOf(HMODULE module) {
   link_map* map = nullptr;
-  return dlinfo(module, RTLD_DI_LINKMAP, &map) == 0 ? map : nullptr;
+  if (dlinfo(mainModule(), RTLD_DI_LINKMAP, &map) != 0) return nullptr;
+  while (map && static_cast<void*>(map) != module) map = map->l_next;
+  return map;
 }
 
 std::string executablePath() {
@@ -171,6 +175,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   if (reinterpret_cast<uintptr_t>(name) < 0x10000) return failWith(ERROR_PROC_NOT_FOUND, kNone);
   if (isResourceFile(module)) return failWith(ERROR_PROC_NOT_FOUND, kNone);
   if (!module) module = mainModule();
+  if (!mapOf(module)) return failWith(ERROR_PROC_NOT_FOUND, kNone);
   void* address = dlsym(module, name);
   // The look-up goes on into what the module uses; only its own exports count.
   Dl_info info;
@@ -196,7 +201,7 @@ HMODULE LoadLibraryW(LPCWSTR path) {
 BOOL FreeLibrary(HMODULE module) {
   if (!module) return fail(ERROR_INVALID_HANDLE);
   if (module == mainModule() || closeResourceFile(module)) return TRUE;
-  return dlclose(module) == 0 ? TRUE : fail(ERROR_INVALID_HANDLE);
+  return mapOf(module) && dlclose(module) == 0 ? TRUE : fail(ERROR_INVALID_HANDLE);
 }
 
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR path, DWORD capacity) {
