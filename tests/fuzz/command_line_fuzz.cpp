@@ -19,7 +19,7 @@ void require(bool condition) {
 
 bool isSpace(WCHAR c) {
   constexpr std::basic_string_view<WCHAR> kSpaces = TEXT(
-      "\t\n\v\f\r \u0085\u00a0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200a\u2028")
+      "\t\n\v\f\r \u00a0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200a\u2028")
       TEXT("\u2029\u202f\u205f\u3000");
   return kSpaces.find(c) != kSpaces.npos;
 }
