@@ -3,7 +3,7 @@
 namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
-  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs()};
+  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs(), wavVerbs()};
   return tables;
 }
 
