@@ -1,5 +1,6 @@
 #include "qv/perf/perf.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -151,9 +152,30 @@ QvPerfStatus findMinMax(void (*kernel)(const T*, size_t, T*, T*), const T* src, 
   return kNoError;
 }
 
+constexpr size_t kStretchSamples = 4096;
+
 void deinterleaveSingle(const float* src, size_t stride, size_t frames, float* dst) {
-  if (!dst) return;
   for (size_t i = 0; i < frames; ++i) dst[i] = src[i * stride];
+}
+
+// Channels go in fours; the last four overlap those before where the number isn't a multiple.
+void deinterleaveStretch(const Kernels& set, const float* src, size_t channels, size_t at, size_t frames,
+                         float* const* dst) {
+  for (size_t c = 0; c < channels;) {
+    const size_t first = channels < 4 ? c : std::min(c, channels - 4);
+    const size_t count = std::min<size_t>(4, channels - first);
+    float* rows[4] = {};
+    bool whole = count == 4;
+    for (size_t k = 0; k < count; ++k) {
+      if (dst[first + k]) rows[k] = dst[first + k] + at;
+      whole = whole && rows[k];
+    }
+    if (whole) set.deinterleave4(src + first, channels, frames, rows);
+    for (size_t k = 0; !whole && k < count; ++k) {
+      if (rows[k]) deinterleaveSingle(src + first + k, channels, frames, rows[k]);
+    }
+    c = first + count;
+  }
 }
 
 }  // namespace
@@ -236,7 +258,7 @@ HRESULT QvPerfsRandUniform_Direct_32f(float* dst, int32_t length, float low, flo
   return QvPerfMapStatus(status);
 }
 
-// Channels are taken in fours and pairs as far as their rows are there, the rest one by one.
+// In stretches that stay in the nearest cache while group after group of channels is taken from them.
 HRESULT QvPerfsDeinterleave_32f(const float* src, int32_t channels, int32_t frames, float** dst) {
   if (channels < 1 || frames < 1 || !src || !dst) return 0;
   const Kernels& set = kernels();
@@ -245,15 +267,10 @@ HRESULT QvPerfsDeinterleave_32f(const float* src, int32_t channels, int32_t fram
     set.deinterleave2(src, count, dst[0], dst[1]);
     return 0;
   }
-  size_t c = 0;
-  for (; c + 4 <= stride; c += 4) {
-    if (dst[c] && dst[c + 1] && dst[c + 2] && dst[c + 3]) {
-      set.deinterleave4(src + c, stride, count, dst + c);
-    } else {
-      for (size_t k = c; k < c + 4; ++k) deinterleaveSingle(src + k, stride, count, dst[k]);
-    }
+  const size_t stretch = (kStretchSamples / stride + 8) / 8 * 8;
+  for (size_t at = 0; at < count; at += stretch) {
+    deinterleaveStretch(set, src + at * stride, stride, at, std::min(stretch, count - at), dst);
   }
-  for (; c < stride; ++c) deinterleaveSingle(src + c, stride, count, dst[c]);
   return 0;
 }
 

@@ -21,6 +21,12 @@ struct Float8 {
   static QV_FORCE_INLINE V mul(V a, V b) { return _mm256_mul_ps(a, b); }
   static QV_FORCE_INLINE V min(V a, V b) { return _mm256_min_ps(a, b); }
   static QV_FORCE_INLINE V max(V a, V b) { return _mm256_max_ps(a, b); }
+  template <class F>
+  static QV_FORCE_INLINE T fold(V a, F&& f) {
+    a = f(_mm256_permute2f128_ps(a, a, 0x01), a);
+    a = f(_mm256_permute_ps(a, _MM_SHUFFLE(1, 0, 3, 2)), a);
+    return _mm256_cvtss_f32(f(_mm256_permute_ps(a, _MM_SHUFFLE(2, 3, 0, 1)), a));
+  }
   static QV_FORCE_INLINE V root(V a) { return _mm256_sqrt_ps(a); }
   static QV_FORCE_INLINE int signs(V a) {
     return _mm256_movemask_ps(_mm256_cmp_ps(a, _mm256_setzero_ps(), _CMP_LT_OQ));
@@ -76,6 +82,11 @@ struct Double4 {
   static QV_FORCE_INLINE V max(V a, V b) { return _mm256_max_pd(a, b); }
   static QV_FORCE_INLINE V swapPairs(V a) { return _mm256_permute_pd(a, 0b0101); }
   static QV_FORCE_INLINE V reverse(V a) { return swapPairs(_mm256_permute2f128_pd(a, a, 0x01)); }
+  template <class F>
+  static QV_FORCE_INLINE T fold(V a, F&& f) {
+    a = f(_mm256_permute2f128_pd(a, a, 0x01), a);
+    return _mm256_cvtsd_f64(f(swapPairs(a), a));
+  }
   static QV_FORCE_INLINE void split(const T* p, V& re, V& im) {
     const V a = load(p), b = load(p + 4);
     re = _mm256_unpacklo_pd(a, b);

@@ -20,6 +20,11 @@ struct Float4 {
   static QV_FORCE_INLINE V mul(V a, V b) { return _mm_mul_ps(a, b); }
   static QV_FORCE_INLINE V min(V a, V b) { return _mm_min_ps(a, b); }
   static QV_FORCE_INLINE V max(V a, V b) { return _mm_max_ps(a, b); }
+  template <class F>
+  static QV_FORCE_INLINE T fold(V a, F&& f) {
+    a = f(_mm_movehl_ps(a, a), a);
+    return _mm_cvtss_f32(f(_mm_shuffle_ps(a, a, _MM_SHUFFLE(1, 1, 1, 1)), a));
+  }
   static QV_FORCE_INLINE V root(V a) { return _mm_sqrt_ps(a); }
   static QV_FORCE_INLINE int signs(V a) { return _mm_movemask_ps(_mm_cmplt_ps(a, _mm_setzero_ps())); }
   static QV_FORCE_INLINE void split(const T* p, V& re, V& im) {
@@ -50,6 +55,10 @@ struct Double2 {
   static QV_FORCE_INLINE V min(V a, V b) { return _mm_min_pd(a, b); }
   static QV_FORCE_INLINE V max(V a, V b) { return _mm_max_pd(a, b); }
   static QV_FORCE_INLINE V reverse(V a) { return _mm_shuffle_pd(a, a, 1); }
+  template <class F>
+  static QV_FORCE_INLINE T fold(V a, F&& f) {
+    return _mm_cvtsd_f64(f(reverse(a), a));
+  }
   static QV_FORCE_INLINE void split(const T* p, V& re, V& im) {
     const V a = load(p), b = load(p + 2);
     re = _mm_unpacklo_pd(a, b);

@@ -1,22 +1,14 @@
 // The vector operations, written once over a vector type; included like fft_core.h by each vector set.
 //
 // Beside what a transform asks of it, a vector type gives: min and max (the second operand where the first is
-// NaN), root, and signs (one bit a lane, set where it is below zero).
+// NaN), fold (all lanes into one, upper half onto lower half), root, and signs (one bit a lane, set where it
+// is below zero).
 #pragma once
 
 #include "qv/perf/detail/fft_core.h"
 
 namespace qv::perf {
 namespace {
-
-template <class L>
-QV_FORCE_INLINE typename L::T lesser(typename L::T a, typename L::T b) {
-  return a < b ? a : b;
-}
-template <class L>
-QV_FORCE_INLINE typename L::T greater(typename L::T a, typename L::T b) {
-  return a > b ? a : b;
-}
 
 template <class L>
 void minMaxOf(const typename L::T* src, size_t length, typename L::T* min, typename L::T* max) {
@@ -37,23 +29,28 @@ void minMaxOf(const typename L::T* src, size_t length, typename L::T* min, typen
       high[v] = L::max(x, high[v]);
     });
   }
-  T lows[kMinMaxLanes], highs[kMinMaxLanes];
-  unroll<kVectors>([&](auto v) QV_LAMBDA_INLINE {
-    L::store(lows + v * W, low[v]);
-    L::store(highs + v * W, high[v]);
-  });
-  for (size_t lane = 0; i < length; ++i, ++lane) {
-    lows[lane] = lesser<L>(src[i], lows[lane]);
-    highs[lane] = greater<L>(src[i], highs[lane]);
+  // What is left takes its lanes too, filled up with values that change nothing.
+  if (i < length) {
+    T lowTail[kMinMaxLanes], highTail[kMinMaxLanes];
+    for (size_t lane = 0; lane < kMinMaxLanes; ++lane) {
+      lowTail[lane] = infinity;
+      highTail[lane] = -infinity;
+    }
+    std::memcpy(lowTail, src + i, (length - i) * sizeof(T));
+    std::memcpy(highTail, src + i, (length - i) * sizeof(T));
+    unroll<kVectors>([&](auto v) QV_LAMBDA_INLINE {
+      low[v] = L::min(L::load(lowTail + v * W), low[v]);
+      high[v] = L::max(L::load(highTail + v * W), high[v]);
+    });
   }
-  for (size_t half = kMinMaxLanes / 2; half > 0; half /= 2) {
-    for (size_t lane = 0; lane < half; ++lane) {
-      lows[lane] = lesser<L>(lows[lane + half], lows[lane]);
-      highs[lane] = greater<L>(highs[lane + half], highs[lane]);
+  for (int half = kVectors / 2; half > 0; half /= 2) {
+    for (int v = 0; v < half; ++v) {
+      low[v] = L::min(low[v + half], low[v]);
+      high[v] = L::max(high[v + half], high[v]);
     }
   }
-  *min = lows[0];
-  *max = highs[0];
+  *min = L::fold(low[0], L::min);
+  *max = L::fold(high[0], L::max);
 }
 
 // A tail that a whole vector would overrun goes through a copy of one vector.
