@@ -3,8 +3,9 @@
 #include <string.h>
 #include <xmmintrin.h>
 
-#include <iterator>
+#include <initializer_list>
 
+#include "qv/core/convert.h"
 #include "qv/frame/detail/cpu.h"
 #include "qv/frame/errorreport.h"
 #include "qv/frame/status.h"
@@ -205,20 +206,6 @@ uint32_t processorType() {
   return type;
 }
 
-bool isBlank(char character) {
-  return character == ' ';
-}
-
-// Keeps what prints, without the blanks at both ends; returns the end of the result.
-char* tidy(char* text, char* end) {
-  char* out = text;
-  for (const char* in = text; in != end; ++in) {
-    if (*in >= 0x20 && *in <= 0x7e) *out++ = *in;
-  }
-  while (out != text && isBlank(out[-1])) --out;
-  return out;
-}
-
 }  // namespace
 
 uint32_t rawCpuSupport(uint32_t mask) {
@@ -242,11 +229,12 @@ HRESULT cpuBrand(WCHAR* text, int32_t capacity) {
   if (Cpuid(0x80000000)[kEax] < kLast) return kGeneralFailure;
   for (uint32_t leaf = kFirst; leaf <= kLast; ++leaf)
     memcpy(brand + (leaf - kFirst) * 16, Cpuid(leaf).registers, 16);
-  const char* end = tidy(brand, std::end(brand));
-  const char* in = brand;
-  while (in != end && isBlank(*in)) ++in;
-  while (in != end) *text++ = static_cast<WCHAR>(*in++);
-  *text = 0;
+  WCHAR* out = text;
+  for (const char character : brand) {
+    if (character >= 0x20 && character <= 0x7e) *out++ = static_cast<WCHAR>(character);
+  }
+  *out = 0;
+  QvStripWhiteSpace(text);
   return kOk;
 }
 
