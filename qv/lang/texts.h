@@ -40,6 +40,6 @@ struct NamedRecord {
   const char* name;
   const TextRecord* record;
 };
-const NamedRecord* textRecords(int32_t* count);
+QV_API const NamedRecord* textRecords(int32_t* count);
 
 }  // namespace qv

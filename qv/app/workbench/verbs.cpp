@@ -3,7 +3,8 @@
 namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
-  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs(), wavVerbs()};
+  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs(), textVerbs(),
+                                                 wavVerbs()};
   return tables;
 }
 
