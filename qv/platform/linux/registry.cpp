@@ -62,8 +62,8 @@ constexpr const char* kQueries[kQueryCount] = {
     "DELETE FROM vals WHERE key = ?1",
     "SELECT name, id FROM keys WHERE parent = ?1 ORDER BY name LIMIT 1 OFFSET ?2",
     "SELECT type, data FROM vals WHERE key = ?1 AND name = ?2",
-    "INSERT INTO vals (key, name, type, data) VALUES (?1, ?2, ?3, ?4) "
-    "ON CONFLICT (key, name) DO UPDATE SET type = ?3, data = ?4",
+    ("INSERT INTO vals (key, name, type, data) VALUES (?1, ?2, ?3, ?4) "
+     "ON CONFLICT (key, name) DO UPDATE SET type = ?3, data = ?4"),
     "DELETE FROM vals WHERE key = ?1 AND name = ?2",
     "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY name LIMIT 1 OFFSET ?2",
     "BEGIN IMMEDIATE",
