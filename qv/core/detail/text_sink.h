@@ -27,7 +27,7 @@ class TextSink {
   // Each put answers whether everything fitted.
   bool put(const WCHAR* text, size_t count) {
     const size_t fits = take(count);
-    std::memcpy(text_ + length_, text, fits * sizeof(WCHAR));
+    if (fits) std::memcpy(text_ + length_, text, fits * sizeof(WCHAR));
     length_ += static_cast<uint32_t>(fits);
     return fits == count;
   }
