@@ -66,10 +66,22 @@ NumberParts findNumber(const WCHAR* text, size_t length) {
   return parts;
 }
 
-bool putGrouped(TextSink& out, const WCHAR* digits, size_t length) {
-  const QVINTERNATIONALS& inat = internationals();
-  // Nothing to group in up to three digits, whatever the locale, unless its groups are smaller.
-  if (inat.grouping == 0 || (length <= 3 && inat.grouping == 3)) return out.put(digits, length);
+// Groups of three with a separator of one character, as nearly every locale has them.
+bool putInThrees(TextSink& out, const WCHAR* digits, size_t length, WCHAR separator) {
+  WCHAR grouped[kMaxWhole / 3 * 4 + 8];
+  size_t first = length % 3 == 0 ? 3 : length % 3;
+  WCHAR* at = grouped;
+  for (size_t i = 0; i < first; ++i) *at++ = digits[i];
+  for (size_t i = first; i < length; i += 3) {
+    *at++ = separator;
+    *at++ = digits[i];
+    *at++ = digits[i + 1];
+    *at++ = digits[i + 2];
+  }
+  return out.put(grouped, static_cast<size_t>(at - grouped));
+}
+
+bool putByLocale(TextSink& out, const WCHAR* digits, size_t length, const QVINTERNATIONALS& inat) {
   WCHAR terminated[kMaxWhole + 2];
   std::copy(digits, digits + length, terminated);
   terminated[length] = 0;
@@ -82,6 +94,15 @@ bool putGrouped(TextSink& out, const WCHAR* digits, size_t length) {
   WCHAR grouped[kMaxGrouped];
   const int count = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, terminated, &format, grouped, kMaxGrouped);
   return count > 0 ? out.put(grouped, static_cast<size_t>(count - 1)) : out.put(digits, length);
+}
+
+bool putGrouped(TextSink& out, const WCHAR* digits, size_t length) {
+  const QVINTERNATIONALS& inat = internationals();
+  if (inat.grouping == 0) return out.put(digits, length);
+  if (inat.grouping != 3) return putByLocale(out, digits, length, inat);
+  if (length <= 3) return out.put(digits, length);
+  if (inat.thousandSeparator.length != 1) return putByLocale(out, digits, length, inat);
+  return putInThrees(out, digits, length, inat.thousandSeparator.text[0]);
 }
 
 // How rounding to `places` changes the digits: up at place `at`, zeros behind it.
@@ -153,6 +174,14 @@ bool putNumber(TextSink& out, const WCHAR* text, size_t length, NumberForm form,
 }
 
 bool putInteger(TextSink& out, bool negative, uint64_t magnitude, bool grouped) {
+  if (!grouped) {
+    const uint32_t count = digitCount(magnitude) + (negative ? 1 : 0);
+    if (WCHAR* place = out.reserve(count)) {
+      writeDigits(magnitude, place + count);
+      if (negative) *place = TEXT('-');
+      return true;
+    }
+  }
   WCHAR digits[24];
   WCHAR* const end = digits + 24;
   const WCHAR* at = writeDigits(magnitude, end);

@@ -21,15 +21,15 @@ constexpr uint32_t kMaxCapacity = 0x7ffffffe;
 constexpr uint32_t kUnboundedRoom = 0x7fffffff;
 // What the system's own unbounded formatting gives at most, for one conversion.
 constexpr uint32_t kUnboundedText = 1023;
-constexpr uint32_t kMaxSeparator = 8;
 
 using Scratch = ScratchText<kScratchCapacity>;
 
-constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-
 constexpr bool isDigit(WCHAR c) {
   return c >= TEXT('0') && c <= TEXT('9');
+}
+
+double powerOfTen(uint32_t places) {
+  return places < 16 ? static_cast<double>(kPowersOfTen[places]) : std::pow(10.0, places);
 }
 
 // Every terminator has a kind; everything else goes on with the specification.
@@ -51,20 +51,13 @@ constexpr struct KindTable {
 } kindOf;
 
 // The arguments by type: on every calling convention each is fetched as what it was passed as.
-class Arguments {
- public:
-  explicit Arguments(va_list list) { va_copy(list_, list); }
-  ~Arguments() { va_end(list_); }
-  Arguments(const Arguments&) = delete;
-  Arguments& operator=(const Arguments&) = delete;
+struct Arguments {
+  va_list list;
 
-  int32_t next32() { return va_arg(list_, int32_t); }
-  int64_t next64() { return va_arg(list_, int64_t); }
-  double nextDouble() { return va_arg(list_, double); }
-  const void* nextPointer() { return va_arg(list_, const void*); }
-
- private:
-  va_list list_;
+  int32_t next32() { return va_arg(list, int32_t); }
+  int64_t next64() { return va_arg(list, int64_t); }
+  double nextDouble() { return va_arg(list, double); }
+  const void* nextPointer() { return va_arg(list, const void*); }
 };
 
 // One conversion as it stands in the format.
@@ -77,8 +70,8 @@ struct Conversion {
 
 class Walk {
  public:
-  Walk(WCHAR* destination, uint32_t room, bool bounded, const WCHAR* format, va_list list)
-      : out_(destination, room), bounded_(bounded), format_(format), arguments_(list) {}
+  Walk(WCHAR* destination, uint32_t room, bool bounded, const WCHAR* format, Arguments& arguments)
+      : out_(destination, room), bounded_(bounded), format_(format), arguments_(arguments) {}
 
   HRESULT run() {
     while (*format_ && out_.room()) {
@@ -160,6 +153,7 @@ class Walk {
 
   void conversion(bool localised) {
     const WCHAR* text = format_ + 1;
+    if (plainConversion(*text, localised)) return;
     uint32_t length = 0;
     while (length < kMaxSpecification - 1 && text[length] && kindOf(text[length]) == Kind::none) ++length;
     const Kind kind = length < kMaxSpecification - 1 ? kindOf(text[length]) : Kind::none;
@@ -171,6 +165,23 @@ class Walk {
     }
     format_ = text + length + 1;
     convert(kind, {text, length, text[length], localised});
+  }
+
+  // The conversions that appear most, with nothing between introducer and terminator.
+  bool plainConversion(WCHAR terminator, bool localised) {
+    if (terminator == TEXT('d') || terminator == TEXT('i')) {
+      const int64_t value = arguments_.next32();
+      noteTextFitted(putInteger(out_, value < 0, magnitudeOf(value, value < 0), localised));
+    } else if (terminator == TEXT('u')) {
+      noteTextFitted(putInteger(out_, false, static_cast<uint32_t>(arguments_.next32()), localised));
+    } else if (terminator == TEXT('s') && bounded_ && out_.room() < kMaxCapacity) {
+      const WCHAR* value = static_cast<const WCHAR*>(arguments_.nextPointer());
+      if (!out_.putTerminated(value ? value : TEXT("(null)"))) note(kRenderingCut);
+    } else {
+      return false;
+    }
+    format_ += 2;
+    return true;
   }
 
   void convert(Kind kind, const Conversion& conversion) {
@@ -219,11 +230,6 @@ class Walk {
     const bool wide = isWide(conversion);
     int64_t value = wide ? arguments_.next64() : arguments_.next32();
     if (!wide && !isSigned) value = static_cast<uint32_t>(value);
-    if (conversion.length == 0 && isDecimal(conversion.terminator)) {
-      const bool negative = isSigned && value < 0;
-      noteTextFitted(putInteger(out_, negative, magnitudeOf(value, negative), conversion.localised));
-      return;
-    }
     Specification spec = parseSpecification(conversion.text, conversion.length, conversion.terminator);
     if (spec.narrow) value = cutTo(spec, isSigned, value);
     renderAndPut(spec, isSigned && value < 0, value,
@@ -248,6 +254,7 @@ class Walk {
   void real(const Conversion& conversion) {
     const double value = arguments_.nextDouble();
     const Specification spec = parseSpecification(conversion.text, conversion.length, conversion.terminator);
+    if (!conversion.localised && out_.room() >= kScratchCapacity) return realInPlace(spec, value);
     Scratch scratch;
     renderDouble(scratch.sink, spec, value);
     switch (conversion.terminator) {
@@ -260,6 +267,13 @@ class Walk {
       default:
         return scratchOut(scratch, false, NumberForm::whole, 0);
     }
+  }
+
+  // With room for all that a scratch could hold there is no need for one.
+  void realInPlace(const Specification& spec, double value) {
+    TextSink part = out_.rest(kScratchCapacity - 1);
+    if (!renderDouble(part, spec, value)) note(kRenderingCut);
+    out_.advanceUncut(part);
   }
 
   static bool hasExponent(const TextSink& rendering) {
@@ -279,7 +293,7 @@ class Walk {
     fixed.precision = spec.precision;
     fixed.terminator = TEXT('f');
     Scratch scratch;
-    renderDouble(scratch.sink, fixed, value / (places < 16 ? kPowersOfTen[places] : std::pow(10.0, places)));
+    renderDouble(scratch.sink, fixed, value / powerOfTen(places));
     if (conversion.localised)
       scratchOut(scratch, true, NumberForm::groupDecimal,
                  scratch.sink.wasCut() ? kPlacesOfText : spec.precision);
@@ -307,11 +321,11 @@ class Walk {
   }
 
   void separator(WCHAR terminator) {
-    const uint32_t index = terminator == TEXT('*')   ? kInatDecimalSeparator
-                           : terminator == TEXT(',') ? kInatListSeparator
-                                                     : kInatTimeSeparator;
-    WCHAR value[kMaxSeparator];
-    copyText(value, QvGetInatN(index, value, kMaxSeparator));
+    const QVINTERNATIONALS& inat = internationals();
+    const auto& value = terminator == TEXT('*')   ? inat.decimalSeparator
+                        : terminator == TEXT(',') ? inat.listSeparator
+                                                  : inat.timeSeparator;
+    copyText(value.text, value.length);
   }
 
   void timecode() {
@@ -344,41 +358,58 @@ class Walk {
   TextSink out_;
   bool bounded_;
   const WCHAR* format_;
-  Arguments arguments_;
+  Arguments& arguments_;
   HRESULT status_ = 0;
 };
+
+HRESULT printBounded(WCHAR* destination, uint32_t capacity, uint32_t* length, const WCHAR* format,
+                     Arguments& arguments) {
+  if (length) *length = 0;
+  if (!destination || capacity == 0) return kTextTooLong;
+  Walk walk(destination, capacity - 1, true, format ? format : TEXT(""), arguments);
+  const HRESULT status = walk.run();
+  if (length) *length = walk.length();
+  return status;
+}
+
+int32_t printUnbounded(WCHAR* destination, const WCHAR* format, Arguments& arguments) {
+  Walk walk(destination, kUnboundedRoom, false, format ? format : TEXT(""), arguments);
+  walk.run();
+  return static_cast<int32_t>(walk.length());
+}
 
 }  // namespace
 }  // namespace qv
 
 HRESULT QvNVPrintF(WCHAR* destination, uint32_t capacity, uint32_t* length, const WCHAR* format,
                    va_list arguments) {
-  if (length) *length = 0;
-  if (!destination || capacity == 0) return qv::kTextTooLong;
-  qv::Walk walk(destination, capacity - 1, true, format ? format : TEXT(""), arguments);
-  const HRESULT status = walk.run();
-  if (length) *length = walk.length();
+  qv::Arguments own;
+  va_copy(own.list, arguments);
+  const HRESULT status = qv::printBounded(destination, capacity, length, format, own);
+  va_end(own.list);
   return status;
 }
 
 HRESULT QvCchPrintF(WCHAR* destination, uint32_t capacity, uint32_t* length, const WCHAR* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const HRESULT status = QvNVPrintF(destination, capacity, length, format, arguments);
-  va_end(arguments);
+  qv::Arguments arguments;
+  va_start(arguments.list, format);
+  const HRESULT status = qv::printBounded(destination, capacity, length, format, arguments);
+  va_end(arguments.list);
   return status;
 }
 
 int32_t QvVPrintF(WCHAR* destination, const WCHAR* format, va_list arguments) {
-  qv::Walk walk(destination, qv::kUnboundedRoom, false, format ? format : TEXT(""), arguments);
-  walk.run();
-  return static_cast<int32_t>(walk.length());
+  qv::Arguments own;
+  va_copy(own.list, arguments);
+  const int32_t length = qv::printUnbounded(destination, format, own);
+  va_end(own.list);
+  return length;
 }
 
 int32_t QvPrintF(WCHAR* destination, const WCHAR* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int32_t length = QvVPrintF(destination, format, arguments);
-  va_end(arguments);
+  qv::Arguments arguments;
+  va_start(arguments.list, format);
+  const int32_t length = qv::printUnbounded(destination, format, arguments);
+  va_end(arguments.list);
   return length;
 }

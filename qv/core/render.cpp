@@ -15,33 +15,6 @@ constexpr int32_t kMaxExactPlaces = 1100;
 // The longest double has 309 digits before the point.
 constexpr size_t kBodyCapacity = 1500;
 
-constexpr char kPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
-constexpr uint64_t kPowers[] = {1ull,
-                                10ull,
-                                100ull,
-                                1000ull,
-                                10000ull,
-                                100000ull,
-                                1000000ull,
-                                10000000ull,
-                                100000000ull,
-                                1000000000ull,
-                                10000000000ull,
-                                100000000000ull,
-                                1000000000000ull,
-                                10000000000000ull,
-                                100000000000000ull,
-                                1000000000000000ull,
-                                10000000000000000ull,
-                                100000000000000000ull,
-                                1000000000000000000ull,
-                                10000000000000000000ull};
-static_assert(sizeof kPowers / sizeof *kPowers == kMaxFixedPlaces + 1);
-
 const WCHAR* readNumber(const WCHAR* at, const WCHAR* end, uint32_t& number) {
   uint64_t value = 0;
   for (; at < end && *at >= TEXT('0') && *at <= TEXT('9'); ++at)
@@ -235,6 +208,13 @@ bool renderFixed(TextSink& out, const Specification& spec, bool negative, uint64
     *--at = TEXT('.');
   }
   at = writeDigits(whole, at);
+  if (spec.width == 0) {
+    if (negative)
+      *--at = TEXT('-');
+    else if (spec.plus || spec.space)
+      *--at = spec.plus ? TEXT('+') : TEXT(' ');
+    return out.put(at, static_cast<size_t>(end - at));
+  }
   const size_t length = static_cast<size_t>(end - at);
   const Frame frame = frameOf(spec, signOf(spec, negative), length, true);
   return putFramed(out, spec, frame, [&] { return out.put(at, length); });
@@ -278,22 +258,6 @@ Specification parseSpecification(const WCHAR* text, size_t length, WCHAR termina
   return spec;
 }
 
-WCHAR* writeDigits(uint64_t value, WCHAR* end) {
-  while (value >= 100) {
-    const size_t pair = static_cast<size_t>(value % 100) * 2;
-    value /= 100;
-    *--end = static_cast<WCHAR>(kPairs[pair + 1]);
-    *--end = static_cast<WCHAR>(kPairs[pair]);
-  }
-  if (value >= 10) {
-    *--end = static_cast<WCHAR>(kPairs[value * 2 + 1]);
-    *--end = static_cast<WCHAR>(kPairs[value * 2]);
-  } else {
-    *--end = static_cast<WCHAR>(TEXT('0') + value);
-  }
-  return end;
-}
-
 bool fixedDigits(double magnitude, uint32_t places, uint64_t& whole, uint64_t& fraction) {
   const uint64_t bits = std::bit_cast<uint64_t>(magnitude);
   const int biased = static_cast<int>(bits >> 52);
@@ -310,14 +274,14 @@ bool fixedDigits(double magnitude, uint32_t places, uint64_t& whole, uint64_t& f
   const uint64_t rest = shift < 64 ? mantissa & ((1ull << shift) - 1) : mantissa;
   // 53 bits of rest and 64 of the power: from here on less than half of the last place is left.
   if (shift > 117) return true;
-  __extension__ using Wide = unsigned __int128;
-  const Wide scaled = static_cast<Wide>(rest) * kPowers[places];
+  using Wide = unsigned __int128;
+  const Wide scaled = static_cast<Wide>(rest) * kPowersOfTen[places];
   fraction = static_cast<uint64_t>(scaled >> shift);
   const Wide remainder = scaled & ((Wide{1} << shift) - 1);
   const Wide half = Wide{1} << (shift - 1);
   const bool odd = ((places ? fraction : whole) & 1) != 0;
   if (remainder > half || (remainder == half && odd)) ++fraction;
-  if (fraction == kPowers[places]) {
+  if (fraction == kPowersOfTen[places]) {
     fraction = 0;
     ++whole;
   }

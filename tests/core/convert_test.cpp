@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "qv/core/detail/language_text.h"
 #include "tests/core/text_support.h"
@@ -32,6 +34,17 @@ TEST(Convert, Integers) {
             TEXT("-9,223,372,036,854,775,808"));
   EXPECT_EQ(converted([](WCHAR* t) { return QvDWordLongToText(UINT64_MAX, t, 0); }),
             TEXT("18446744073709551615"));
+}
+
+TEST(Convert, IntegersAroundEveryPowerOfTen) {
+  uint64_t power = 1;
+  for (int digits = 1; digits <= 20; ++digits, power *= 10)
+    for (const uint64_t value : {power - 1, power, power + 1}) {
+      const std::string expected = std::to_string(value);
+      EXPECT_EQ(converted([&](WCHAR* t) { return QvDWordLongToText(value, t, 0); }), qvtest::wide(expected));
+      EXPECT_EQ(converted([&](WCHAR* t) { return QvDWordLongToText(value, t, 1); }).size(),
+                expected.size() + (expected.size() - 1) / 3);
+    }
 }
 
 TEST(Convert, CapacitiesOfIntegers) {

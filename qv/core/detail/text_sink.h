@@ -27,7 +27,7 @@ class TextSink {
   // Each put answers whether everything fitted.
   bool put(const WCHAR* text, size_t count) {
     const size_t fits = take(count);
-    if (fits) std::memcpy(text_ + length_, text, fits * sizeof(WCHAR));
+    copy(text_ + length_, text, fits);
     length_ += static_cast<uint32_t>(fits);
     return fits == count;
   }
@@ -36,6 +36,23 @@ class TextSink {
     --room_;
     text_[length_++] = c;
     return true;
+  }
+  // A whole NUL-terminated text in one pass.
+  bool putTerminated(const WCHAR* text) {
+    WCHAR* const start = text_ + length_;
+    uint32_t count = 0;
+    for (; text[count] && count < room_; ++count) start[count] = text[count];
+    length_ += count;
+    room_ -= count;
+    return text[count] == 0 || fail();
+  }
+  // The place for `count` characters that surely fit, filled by the caller; null when they don't.
+  WCHAR* reserve(uint32_t count) {
+    if (count > room_) return nullptr;
+    WCHAR* const place = text_ + length_;
+    length_ += count;
+    room_ -= count;
+    return place;
   }
   bool putNarrow(const char* text, size_t count) {
     const size_t fits = take(count);
@@ -59,6 +76,12 @@ class TextSink {
     cut_ |= part.cut_;
   }
 
+  // The same where the part's limit, not this sink's, did the cutting.
+  void advanceUncut(const TextSink& part) {
+    length_ += part.length_;
+    room_ -= part.length_;
+  }
+
   // Writes the terminator. A text that was cut doesn't end in half a character.
   uint32_t terminate() {
     if (cut_ && length_ && isHighSurrogate(text_[length_ - 1])) --length_;
@@ -72,6 +95,20 @@ class TextSink {
   bool wasCut() const { return cut_; }
 
  private:
+  // Most pieces of a text are a few characters: two overlapping moves of a fixed size beat a call.
+  static void copy(WCHAR* to, const WCHAR* from, size_t count) {
+    if (count > 16) {
+      std::memcpy(to, from, count * sizeof(WCHAR));
+    } else if (count >= 8) {
+      std::memcpy(to, from, 8 * sizeof(WCHAR));
+      std::memcpy(to + count - 8, from + count - 8, 8 * sizeof(WCHAR));
+    } else if (count >= 4) {
+      std::memcpy(to, from, 4 * sizeof(WCHAR));
+      std::memcpy(to + count - 4, from + count - 4, 4 * sizeof(WCHAR));
+    } else {
+      for (size_t i = 0; i < count; ++i) to[i] = from[i];
+    }
+  }
   size_t take(uint64_t count) {
     const size_t fits = count < room_ ? static_cast<size_t>(count) : room_;
     if (fits < count) cut_ = true;
