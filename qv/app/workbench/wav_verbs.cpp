@@ -446,7 +446,6 @@ constexpr Work kWorks[] = {
 };
 
 HRESULT runWav(Session& session, const Step& step) {
-  QvPerf_Initialize();
   for (const Work& work : kWorks) {
     if (step.words[1] == work.name) return work.run(session, step);
   }
