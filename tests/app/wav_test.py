@@ -133,6 +133,8 @@ def test_lengths():
     for (what, _, frames), count in zip(cases, counts):
         check(what, count == str(frames), count)
     check("silence has no level", code == 0 and ["level", "1", "-inf", "-inf"] in rows, (rows, err))
+    code, rows, err = run("wav levels length-0.wav locale=1\n")
+    check("levels for people", code == 0 and rows == [["level", "1", "-6.02 dB", "-6.02 dB"]], (rows, err))
 
 
 def test_faults():

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 
 #include "qv/app/workbench/files.h"
 #include "qv/app/workbench/picture.h"
 #include "qv/app/workbench/verbs.h"
 #include "qv/app/workbench/wav.h"
+#include "qv/core/convert.h"
+#include "qv/core/printf.h"
 #include "qv/frame/status.h"
 #include "qv/perf/perf.h"
 
@@ -27,15 +28,19 @@ WString ascii(const std::string& text) {
   return WString(text.begin(), text.end());
 }
 
-std::string decimal(double value, int digits) {
-  char text[64];
-  snprintf(text, sizeof text, "%.*f", digits, value);
-  return std::string(text) == "-0.00" ? text + 1 : text;
+// Machine-neutral, with two decimals; never "-0.00".
+WString decimal(double value) {
+  WCHAR text[64] = {};
+  QvCchPrintF(text, 64, nullptr, TEXT("%.2f"), value > -0.005 && value < 0 ? 0.0 : value);
+  return text;
 }
 
-// Against full scale; silence has no level.
-std::string decibels(double amplitude) {
-  return amplitude > 0 ? decimal(20 * std::log10(amplitude), 2) : "-inf";
+// Against full scale; silence has no level. For people: as the toolkit writes levels in their language.
+WString decibels(double amplitude, bool forPeople) {
+  constexpr float kSilence = -1000;
+  const double db = amplitude > 0 ? 20 * std::log10(amplitude) : kSilence;
+  if (forPeople) return QvGetdBStringFloat(static_cast<float>(db), 2, kSilence, 1);
+  return amplitude > 0 ? decimal(db) : WString(TEXT("-inf"));
 }
 
 // A file's frames block by block, each channel in a row of its own.
@@ -91,7 +96,7 @@ HRESULT showInfo(Session& session, const Step& step) {
   session.record({TEXT("wav"), TEXT("channels"), format.channels});
   session.record({TEXT("wav"), TEXT("frames a second"), format.sampleRate});
   session.record({TEXT("wav"), TEXT("frames"), static_cast<int64_t>(frames)});
-  session.record({TEXT("wav"), TEXT("seconds"), ascii(decimal(seconds, 3))});
+  session.record({TEXT("wav"), TEXT("seconds"), decimal(seconds)});
   return kOk;
 }
 
@@ -112,6 +117,8 @@ void addLevel(Level& level, const float* samples, size_t count) {
 HRESULT showLevels(Session& session, const Step& step) {
   Sound sound;
   if (const HRESULT status = sound.open(session, step.words[2]); FAILED(status)) return status;
+  const WString* locale = step.option(TEXT("locale"));
+  const bool people = locale && *locale == TEXT("1");
   std::vector<Level> levels(sound.format().channels);
   uint64_t frames = 0;
   for (size_t got = 1; got > 0; frames += got) {
@@ -120,8 +127,8 @@ HRESULT showLevels(Session& session, const Step& step) {
   }
   for (size_t c = 0; c < levels.size(); ++c) {
     const double rms = frames > 0 ? std::sqrt(levels[c].squares / static_cast<double>(frames)) : 0;
-    session.record(
-        {TEXT("level"), static_cast<int64_t>(c + 1), ascii(decibels(levels[c].peak)), ascii(decibels(rms))});
+    session.record({TEXT("level"), static_cast<int64_t>(c + 1), decibels(levels[c].peak, people),
+                    decibels(rms, people)});
   }
   return kOk;
 }
@@ -316,7 +323,7 @@ std::string spectrumText(const std::vector<double>& levels, double sampleRate) {
   std::string text = "# Hz\tdBFS\n";
   for (size_t k = 0; k < levels.size(); ++k) {
     const double frequency = sampleRate / 2 * static_cast<double>(k) / static_cast<double>(levels.size() - 1);
-    text += decimal(frequency, 2) + '\t' + decimal(levels[k], 2) + '\n';
+    text += encodeUtf8(decimal(frequency)) + '\t' + encodeUtf8(decimal(levels[k])) + '\n';
   }
   return text;
 }
@@ -393,8 +400,7 @@ HRESULT drawSpectrum(Session& session, const Step& step) {
   const size_t loudest = static_cast<size_t>(std::max_element(levels.begin(), levels.end()) - levels.begin());
   const double frequency =
       static_cast<double>(format.sampleRate) * static_cast<double>(loudest) / request.points;
-  session.record(
-      {TEXT("spectrum"), step.words[3], ascii(decimal(frequency, 2)), ascii(decimal(levels[loudest], 2))});
+  session.record({TEXT("spectrum"), step.words[3], decimal(frequency), decimal(levels[loudest])});
   return kOk;
 }
 
@@ -454,8 +460,9 @@ HRESULT runWav(Session& session, const Step& step) {
 
 constexpr Verb kVerbs[] = {
     {"wav",
-     "info FILE | levels FILE | spectrum FILE OUT.png|OUT.txt [size=4096] [channel=N] | split FILE FOLDER", 2,
-     3, "size channel", runWav},
+     "info FILE | levels FILE [locale=1] | spectrum FILE OUT.png|OUT.txt [size=4096] [channel=N] | split "
+     "FILE FOLDER",
+     2, 3, "size channel locale", runWav},
 };
 
 }  // namespace
