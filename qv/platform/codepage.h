@@ -7,8 +7,12 @@
 
 #ifdef _WIN32
 
-#include <mbctype.h>
-#include <mbstring.h>
+// The run-time's own header defines macros under the names that the C++ library uses for itself.
+extern "C" {
+__declspec(dllimport) int __cdecl _getmbcp(void);
+__declspec(dllimport) int __cdecl _setmbcp(int codePage);
+__declspec(dllimport) int __cdecl _mbbtype(unsigned char byte, int type);
+}
 
 #else
 
