@@ -76,6 +76,9 @@ function(qv_test_properties name summary timeout labels)
   endif()
 endfunction()
 
+# What the ThreadSanitizer run builds.
+add_custom_target(threads_tests)
+
 function(qv_test name)
   cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(NOT T_TIMEOUT)
@@ -86,6 +89,9 @@ function(qv_test name)
   target_include_directories(${name}_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name}_test PRIVATE qv_toolkit GTest::gmock_main ${T_LIBRARIES})
   add_test(NAME ${name} COMMAND ${name}_test)
+  if("threads" IN_LIST T_LABELS)
+    add_dependencies(threads_tests ${name}_test)
+  endif()
   qv_test_properties(${name} "\\[  PASSED  \\]" ${T_TIMEOUT} "${T_LABELS}")
 endfunction()
 
