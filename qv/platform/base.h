@@ -143,6 +143,7 @@ struct GUID {
 #define E_NOTIMPL (static_cast<HRESULT>(0x80004001u))
 #define E_UNEXPECTED (static_cast<HRESULT>(0x8000ffffu))
 
+// A last error as a status: 0 and what is a status already stay as they are.
 inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
   return static_cast<HRESULT>(error) <= 0 ? static_cast<HRESULT>(error)
                                           : static_cast<HRESULT>((error & 0xffffu) | 0x80070000u);

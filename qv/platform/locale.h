@@ -66,10 +66,13 @@ QV_API int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR data, int capacity);
 // or 0: 87 not a number or bad rules, 122 capacity, 1004 flags beside rules.
 QV_API int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, const NUMBERFMTW* format, LPWSTR text,
                             int capacity);
+
 // The same for a locale's name ("de-DE"); null is the user's, the empty name the invariant one.
 QV_API int GetNumberFormatEx(LPCWSTR localeName, DWORD flags, LPCWSTR value, const NUMBERFMTW* format,
                              LPWSTR text, int capacity);
 
+// The user's locale, the system's locale, and the language of the user's interface; the same all the time the
+// process runs.
 QV_API LCID GetUserDefaultLCID();
 QV_API LCID GetSystemDefaultLCID();
 QV_API LANGID GetUserDefaultUILanguage();
