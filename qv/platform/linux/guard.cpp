@@ -68,8 +68,7 @@ void install() {
   static const bool installed = [] {
     struct sigaction action = {};
     action.sa_sigaction = onSignal;
-    // Not deferred: the jump leaves the handler for good, and the signal mask must not have changed.
-    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     for (size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &action, &previous[i]);
     return true;
   }();
@@ -83,7 +82,8 @@ DWORD guardedCall(void (*fn)(void* context), void* context) {
   const uint32_t mxcsr = readMxcsr();
   Frame frame;
   frame.outer = innermost;
-  int fault = sigsetjmp(frame.place, 0);
+  // With the signal mask: the jump leaves the handler for good, in which the signal is blocked.
+  int fault = sigsetjmp(frame.place, 1);
   if (fault == 0) {
     innermost = &frame;
     fn(context);
