@@ -8,8 +8,8 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 HEADERS = ROOT / "qv" / "platform"
 PAGE = ROOT / "docs" / "platform.md"
-# At the start of a line: an exported or inline function up to its parameters; not a constant.
-DECLARATION = re.compile(r"^(?:\[\[noreturn\]\] )?(?:QV_API|inline(?: constexpr)?) [^=;()]*?\b(\w+)\(")
+# At the start of a line: a function up to its parameters; not a constant, not a macro.
+DECLARATION = re.compile(r"^(?:\[\[noreturn\]\] )?(?!using |return |extern )(?:[\w:]+[\s&*]+)+(\w+)\(")
 
 
 def public_lines(text):

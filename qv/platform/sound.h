@@ -16,6 +16,7 @@
 
 constexpr UINT SND_ASYNC = 1;
 
+// Plays a sound of the scheme by name; with SND_ASYNC it returns at once. True if it plays.
 QV_API BOOL sndPlaySoundW(LPCWSTR name, UINT flags);
 
 #endif

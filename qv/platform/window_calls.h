@@ -25,6 +25,7 @@ struct WindowCalls {
   UINT (*ansiCodePage)();                                             // GetACP
 };
 
+// The table in use.
 const WindowCalls& windowCalls();
 
 // Null puts the system's back. Start-up's and tests': no other thread may be calling windows.

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "qv/platform/detail/locale_rows.h"
+#include "qv/platform/linux/locale_rows.h"
 
 namespace qv {
 namespace {

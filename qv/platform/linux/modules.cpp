@@ -35,13 +35,24 @@ HMODULE mainModule() {
   return moduleOf(library);
 }
 
-// A handle is the loader's own record; one that is not in its chain is nobody's, and asking the loader about it
-// would end the process.
+// A handle is the loader's own record; one that is not in its chain is nobody's, and asking the loader about
+// it would end the process.
 link_map* mapOf(HMODULE module) {
-  link_map* map = nullptr;
-  if (dlinfo(mainModule(), RTLD_DI_LINKMAP, &map) != 0) return nullptr;
-  while (map && static_cast<void*>(map) != module) map = map->l_next;
-  return map;
+  struct Search {
+    HMODULE module;
+    link_map* found;
+  } search{module, nullptr};
+  // Called once, for its lock: nobody loads or unloads while the chain is walked.
+  auto walk = [](dl_phdr_info*, size_t, void* context) {
+    auto& wanted = *static_cast<Search*>(context);
+    wanted.found = static_cast<link_map*>(static_cast<void*>(mainModule()));
+    while (wanted.found && static_cast<void*>(wanted.found) != wanted.module)
+      wanted.found = wanted.found->l_next;
+    return 1;
+  };
+  mainModule();  // Opened before the lock is taken.
+  dl_iterate_phdr(walk, &search);
+  return search.found;
 }
 
 std::string executablePath() {

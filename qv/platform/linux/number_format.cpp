@@ -2,7 +2,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "qv/platform/detail/locale_rows.h"
+#include "qv/platform/linux/locale_rows.h"
 
 namespace qv {
 namespace {
