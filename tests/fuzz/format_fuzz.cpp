@@ -23,10 +23,13 @@ void require(bool condition) {
 class UnitList {
  public:
   explicit UnitList(std::vector<uint64_t>& units) {
-    // All of the System V list's registers are used up, so that everything comes from the overflow area.
-    Registers registers = {48, 304, units.data(), nullptr};
-    static_assert(sizeof(va_list) == sizeof registers);
-    std::memcpy(&list_, &registers, sizeof registers);
+    // A Windows list is the address of the next unit. All of a System V list's registers are used up, so that
+    // everything comes from the overflow area.
+    const Registers registers = {48, 304, units.data(), nullptr};
+    const void* next = units.data();
+    constexpr bool kPlainAddress = sizeof(va_list) == sizeof next;
+    static_assert(kPlainAddress || sizeof(va_list) == sizeof registers);
+    std::memcpy(&list_, kPlainAddress ? static_cast<const void*>(&next) : &registers, sizeof list_);
   }
   va_list& get() { return list_; }
 
