@@ -26,6 +26,9 @@ def run(job_text, name="job.qvjob"):
 
 def start(*arguments):
     done = subprocess.run([*EMULATOR, PROGRAM, *arguments], capture_output=True, timeout=300)
+    # An emulator that could not start on a busy machine says so with 1 and no word; the workbench never does.
+    if EMULATOR and done.returncode == 1 and not done.stdout and not done.stderr:
+        done = subprocess.run([*EMULATOR, PROGRAM, *arguments], capture_output=True, timeout=300)
     return done.returncode, done.stdout, done.stderr
 
 
