@@ -324,6 +324,17 @@ TEST_F(Files, FullPathsAndTheCurrentFolder) {
   SetCurrentDirectoryW(before.data());
 }
 
+TEST_F(Files, LongFormOfAPathThatExists) {
+  Text file = path("A longer name than eight.text");
+  write(file, "x");
+  WCHAR longForm[1000] = {};
+  EXPECT_EQ(file.size(), GetLongPathNameW(file.c_str(), longForm, 1000));
+  EXPECT_EQ(file, Text(longForm));
+  EXPECT_EQ(file.size() + 1, GetLongPathNameW(file.c_str(), longForm, static_cast<DWORD>(file.size())));
+  EXPECT_EQ(0u, GetLongPathNameW((file + TEXT("x")).c_str(), longForm, 1000));
+  EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+}
+
 TEST(Streams, TheProcessHasItsOwn) {
   HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
   ASSERT_TRUE(output);
