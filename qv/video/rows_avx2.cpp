@@ -117,26 +117,30 @@ __m256 over255(__m128i bytes) {
                        _mm256_mul_ps(f, _mm256_set1_ps(kInverse255Low)));
 }
 
-void bytesToFloatVector(float* out, const uint8_t* in, int64_t channels) {
+void storeFloats(uint8_t* p, __m256 v) {
+  _mm256_storeu_ps(reinterpret_cast<float*>(p), v);
+}
+
+void bytesToFloatVector(uint8_t* out, const uint8_t* in, int64_t channels) {
   int64_t i = 0;
   for (; i + 16 <= channels; i += 16) {
     const __m128i bytes = load16(in + i);
-    _mm256_storeu_ps(out + i, over255(bytes));
-    _mm256_storeu_ps(out + i + 8, over255(_mm_unpackhi_epi64(bytes, bytes)));
+    storeFloats(out + 4 * i, over255(bytes));
+    storeFloats(out + 4 * i + 32, over255(_mm_unpackhi_epi64(bytes, bytes)));
   }
-  bytesToFloat(out + i, in + i, channels - i);
+  bytesToFloat(out + 4 * i, in + i, channels - i);
 }
 
-void from24ToFloatVector(float* out, const uint8_t* in, int64_t count) {
+void from24ToFloatVector(uint8_t* out, const uint8_t* in, int64_t count) {
   const __m128i order = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xff000000u));
   int64_t x = 0;
   for (; x + 6 <= count; x += 4) {
     const __m128i pixels = _mm_or_si128(_mm_shuffle_epi8(load16(in + 3 * x), order), alpha);
-    _mm256_storeu_ps(out + 4 * x, over255(pixels));
-    _mm256_storeu_ps(out + 4 * x + 8, over255(_mm_unpackhi_epi64(pixels, pixels)));
+    storeFloats(out + 16 * x, over255(pixels));
+    storeFloats(out + 16 * x + 32, over255(_mm_unpackhi_epi64(pixels, pixels)));
   }
-  from24ToFloat(out + 4 * x, in + 3 * x, count - x);
+  from24ToFloat(out + 16 * x, in + 3 * x, count - x);
 }
 
 // The maximum first and the limits as second operands: what is no number becomes 0, as in the plain form.
@@ -146,10 +150,10 @@ __m256i toBytes(__m256 v) {
 }
 
 template <bool Dithered>
-__m256i eightToBytes(const float* in, const __m256* dither) {
+__m256i eightToBytes(const uint8_t* in, const __m256* dither) {
   __m256i v[4];
   for (int i = 0; i < 4; ++i) {
-    const __m256 pair = _mm256_loadu_ps(in + 8 * i);
+    const __m256 pair = _mm256_loadu_ps(reinterpret_cast<const float*>(in + 32 * i));
     v[i] = toBytes(Dithered ? _mm256_add_ps(pair, dither[i & 1]) : pair);
   }
   const __m256i packed = _mm256_packus_epi16(_mm256_packs_epi32(v[0], v[1]), _mm256_packs_epi32(v[2], v[3]));
@@ -157,25 +161,25 @@ __m256i eightToBytes(const float* in, const __m256* dither) {
 }
 
 template <int Bytes, bool Dithered>
-void floatToBytesVector(uint8_t* out, const float* in, int64_t count, const float* dither) {
+void floatToBytesVector(uint8_t* out, const uint8_t* in, int64_t count, const float* dither) {
   __m256 offsets[2] = {};
   for (int i = 0; Dithered && i < 2; ++i) {
     offsets[i] = _mm256_set_m128(_mm_set1_ps(dither[2 * i + 1]), _mm_set1_ps(dither[2 * i]));
   }
   int64_t x = 0;
   for (; x + 8 <= count; x += 8) {
-    const __m256i pixels = eightToBytes<Dithered>(in + 4 * x, offsets);
+    const __m256i pixels = eightToBytes<Dithered>(in + 16 * x, offsets);
     if constexpr (Bytes == 4) {
       store32(out + 4 * x, pixels);
     } else {
       store24(out + 3 * x, pixels);
     }
   }
-  floatToBytes<Bytes>(out + Bytes * x, in + 4 * x, count - x, dither);
+  floatToBytes<Bytes>(out + Bytes * x, in + 16 * x, count - x, dither);
 }
 
 template <int Bytes>
-void floatToBytesEither(uint8_t* out, const float* in, int64_t count, const float* dither) {
+void floatToBytesEither(uint8_t* out, const uint8_t* in, int64_t count, const float* dither) {
   const auto convert = dither != nullptr ? floatToBytesVector<Bytes, true> : floatToBytesVector<Bytes, false>;
   convert(out, in, count, dither);
 }

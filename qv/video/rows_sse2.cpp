@@ -42,18 +42,22 @@ __m128 over255(__m128i v) {
   return _mm_add_ps(_mm_mul_ps(f, _mm_set1_ps(kInverse255High)), _mm_mul_ps(f, _mm_set1_ps(kInverse255Low)));
 }
 
-void bytesToFloatVector(float* out, const uint8_t* in, int64_t channels) {
+void storeFloats(uint8_t* p, __m128 v) {
+  _mm_storeu_ps(reinterpret_cast<float*>(p), v);
+}
+
+void bytesToFloatVector(uint8_t* out, const uint8_t* in, int64_t channels) {
   const __m128i zero = _mm_setzero_si128();
   int64_t i = 0;
   for (; i + 16 <= channels; i += 16) {
     const __m128i bytes = loadBytes(in + i);
     const __m128i low = _mm_unpacklo_epi8(bytes, zero), high = _mm_unpackhi_epi8(bytes, zero);
-    _mm_storeu_ps(out + i, over255(_mm_unpacklo_epi16(low, zero)));
-    _mm_storeu_ps(out + i + 4, over255(_mm_unpackhi_epi16(low, zero)));
-    _mm_storeu_ps(out + i + 8, over255(_mm_unpacklo_epi16(high, zero)));
-    _mm_storeu_ps(out + i + 12, over255(_mm_unpackhi_epi16(high, zero)));
+    storeFloats(out + 4 * i, over255(_mm_unpacklo_epi16(low, zero)));
+    storeFloats(out + 4 * i + 16, over255(_mm_unpackhi_epi16(low, zero)));
+    storeFloats(out + 4 * i + 32, over255(_mm_unpacklo_epi16(high, zero)));
+    storeFloats(out + 4 * i + 48, over255(_mm_unpackhi_epi16(high, zero)));
   }
-  bytesToFloat(out + i, in + i, channels - i);
+  bytesToFloat(out + 4 * i, in + i, channels - i);
 }
 
 // The maximum first and the limits as second operands: what is no number becomes 0, as in the plain form.
@@ -62,19 +66,19 @@ __m128i toBytes(__m128 v) {
   return _mm_cvttps_epi32(_mm_mul_ps(v, _mm_set1_ps(255.0f)));
 }
 
-void floatTo32Vector(uint8_t* out, const float* in, int64_t count, const float* dither) {
+void floatTo32Vector(uint8_t* out, const uint8_t* in, int64_t count, const float* dither) {
   static const float kNone[4] = {};
   const float* d = dither != nullptr ? dither : kNone;
   int64_t x = 0;
   for (; x + 4 <= count; x += 4) {
     __m128i v[4];
     for (int i = 0; i < 4; ++i) {
-      const __m128 pixel = _mm_loadu_ps(in + 4 * (x + i));
+      const __m128 pixel = _mm_loadu_ps(reinterpret_cast<const float*>(in + 16 * (x + i)));
       v[i] = toBytes(dither != nullptr ? _mm_add_ps(pixel, _mm_set1_ps(d[i])) : pixel);
     }
     storeBytes(out + 4 * x, _mm_packus_epi16(_mm_packs_epi32(v[0], v[1]), _mm_packs_epi32(v[2], v[3])));
   }
-  floatToBytes<4>(out + 4 * x, in + 4 * x, count - x, dither);
+  floatToBytes<4>(out + 4 * x, in + 16 * x, count - x, dither);
 }
 
 }  // namespace

@@ -58,16 +58,14 @@ TEST(Rows, VectorFormsGiveTheSameBytes) {
     compare("palette", 4 * n, u8(n),
             [&](Forms f, uint8_t* o, uint8_t* i) { f.fromPalette8(o, i, n, palette.data()); });
     compare("bytes to float", 4 * n, u8(n),
-            [n](Forms f, uint8_t* o, uint8_t* i) { f.bytesToFloat(reinterpret_cast<float*>(o), i, n); });
+            [n](Forms f, uint8_t* o, uint8_t* i) { f.bytesToFloat(o, i, n); });
     compare("24 to float", 16 * n, u8(3 * n),
-            [n](Forms f, uint8_t* o, uint8_t* i) { f.from24ToFloat(reinterpret_cast<float*>(o), i, n); });
+            [n](Forms f, uint8_t* o, uint8_t* i) { f.from24ToFloat(o, i, n); });
     for (const float* d : {static_cast<const float*>(nullptr), dither}) {
-      compare("float to 32", 4 * n, floats(4 * n, 3), [=](Forms f, uint8_t* o, uint8_t* i) {
-        f.floatTo32(o, reinterpret_cast<const float*>(i), n, d);
-      });
-      compare("float to 24", 3 * n, floats(4 * n, 4), [=](Forms f, uint8_t* o, uint8_t* i) {
-        f.floatTo24(o, reinterpret_cast<const float*>(i), n, d);
-      });
+      compare("float to 32", 4 * n, floats(4 * n, 3),
+              [=](Forms f, uint8_t* o, uint8_t* i) { f.floatTo32(o, i, n, d); });
+      compare("float to 24", 3 * n, floats(4 * n, 4),
+              [=](Forms f, uint8_t* o, uint8_t* i) { f.floatTo24(o, i, n, d); });
     }
     compare("swap rows", n, u8(n), [n](Forms f, uint8_t* o, uint8_t* i) { f.swapRows(o, i, n); });
     const qv::FadeRow fade = {{10, 200, 255, 0}, {0, 255, 128, 77}};
@@ -81,7 +79,7 @@ TEST(Rows, BytesBecomeExactFractions) {
   for (int i = 0; i < 256; ++i) all[static_cast<size_t>(i)] = static_cast<uint8_t>(i);
   for (const qv::RowForms* forms : vectorForms()) {
     std::vector<float> out(256);
-    forms->bytesToFloat(out.data(), all.data(), 256);
+    forms->bytesToFloat(reinterpret_cast<uint8_t*>(out.data()), all.data(), 256);
     for (int i = 0; i < 256; ++i) EXPECT_EQ(out[static_cast<size_t>(i)], static_cast<float>(i) / 255.0f);
   }
 }

@@ -31,11 +31,12 @@ struct RowForms {
   void (*from24To32)(uint8_t* out, const uint8_t* in, int64_t count);  // alpha 255
   void (*from32To24)(uint8_t* out, const uint8_t* in, int64_t count);
   void (*fromPalette8)(uint8_t* out, const uint8_t* in, int64_t count, const uint8_t* palette);
-  void (*bytesToFloat)(float* out, const uint8_t* in, int64_t channels);  // v / 255
-  void (*from24ToFloat)(float* out, const uint8_t* in, int64_t count);    // alpha 1
+  // Floats stand in rows of bytes, which may begin anywhere.
+  void (*bytesToFloat)(uint8_t* out, const uint8_t* in, int64_t channels);  // v / 255
+  void (*from24ToFloat)(uint8_t* out, const uint8_t* in, int64_t count);    // alpha 1
   // dither: four offsets by column, or null.
-  void (*floatTo32)(uint8_t* out, const float* in, int64_t count, const float* dither);
-  void (*floatTo24)(uint8_t* out, const float* in, int64_t count, const float* dither);
+  void (*floatTo32)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
+  void (*floatTo24)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
   void (*fade32)(uint8_t* row, int64_t count, const FadeRow& fade);
 };
 

@@ -93,13 +93,13 @@ static void fromPalette8(uint8_t* out, const uint8_t* in, int64_t count, const u
   }
 }
 
-static void bytesToFloat(float* out, const uint8_t* in, int64_t channels) {
-  for (int64_t i = 0; i < channels; ++i) out[i] = static_cast<float>(in[i]) / 255.0f;
+static void bytesToFloat(uint8_t* out, const uint8_t* in, int64_t channels) {
+  for (int64_t i = 0; i < channels; ++i) storeWord(out + 4 * i, static_cast<float>(in[i]) / 255.0f);
 }
-static void from24ToFloat(float* out, const uint8_t* in, int64_t count) {
+static void from24ToFloat(uint8_t* out, const uint8_t* in, int64_t count) {
   for (int64_t x = 0; x < count; ++x) {
-    for (int i = 0; i < 3; ++i) out[4 * x + i] = static_cast<float>(in[3 * x + i]) / 255.0f;
-    out[4 * x + 3] = 1.0f;
+    for (int i = 0; i < 3; ++i) storeWord(out + 16 * x + 4 * i, static_cast<float>(in[3 * x + i]) / 255.0f);
+    storeWord(out + 16 * x + 12, 1.0f);
   }
 }
 
@@ -108,10 +108,10 @@ QV_INLINE uint8_t toByte(float v) {
 }
 
 template <int Bytes>
-void floatToBytes(uint8_t* out, const float* in, int64_t count, const float* dither) {
+void floatToBytes(uint8_t* out, const uint8_t* in, int64_t count, const float* dither) {
   for (int64_t x = 0; x < count; ++x) {
     for (int i = 0; i < Bytes; ++i) {
-      const float v = in[4 * x + i];
+      const float v = loadWord<float>(in + 16 * x + 4 * i);
       out[Bytes * x + i] = toByte(dither != nullptr ? v + dither[x & 3] : v);
     }
   }
