@@ -35,7 +35,7 @@ def exported():
 
 def own_names():
     """Demangled names of the toolkit's exports; the platform layer of the Linux build is not among them."""
-    return {n for n in demangle(sorted(exported())) if re.match(r"(Qv|QV|CQv|CArchive2|CLog|XML|HotCheck|Internet_|ErrorReport_|IsQVLANG)", n)}
+    return {n for n in demangle(sorted(exported())) if re.match(r"(Qv|QV|Dib|CQv|CArchive2|CLog|XML|HotCheck|Internet_|ErrorReport_|IsQVLANG)", n)}
 
 
 def main():
