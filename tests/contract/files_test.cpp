@@ -122,6 +122,16 @@ TEST_F(Files, OpeningSaysWhyNot) {
   }
 }
 
+TEST_F(Files, OtherDrivesAndSharesAreNotThere) {
+  for (const Text& file : {Text(TEXT("Q:\\x.txt")), Text(TEXT("\\\\no-such-server.invalid\\share\\x.txt"))}) {
+    EXPECT_EQ(INVALID_HANDLE_VALUE, open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING));
+    DWORD error = GetLastError();
+    EXPECT_TRUE(error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_BAD_NETPATH)
+        << error;
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(file.c_str()));
+  }
+}
+
 TEST_F(Files, ShareModesHoldWithinTheProcess) {
   constexpr DWORD kRead = GENERIC_READ, kWrite = GENERIC_WRITE, kBoth = kRead | kWrite;
   constexpr DWORD kShareRead = FILE_SHARE_READ, kShareWrite = FILE_SHARE_WRITE;

@@ -78,7 +78,7 @@ class Heap {
   // Classes: every 16 bytes up to 1024, then four to each doubling up to 32768.
   static constexpr SIZE_T kFineLimit = 1024, kFineStep = 16, kSmallLimit = 32768;
   static constexpr size_t kFineClasses = kFineLimit / kFineStep;
-  static constexpr size_t kClasses = kFineClasses + 4 * 5;
+  static constexpr size_t kClasses = kFineClasses + size_t{4} * 5;
   static constexpr SIZE_T kSmallestChunk = 65536, kLargestChunk = 1 << 20;
   // With the address sanitizer every block stands alone, so that it sees each one's ends and its freeing.
   static constexpr SIZE_T kLeastLarge = QV_HEAP_BLOCKS_STAND_ALONE ? 0 : kSmallLimit + 1;
@@ -87,7 +87,7 @@ class Heap {
   static size_t classOf(SIZE_T bytes) {
     if (bytes <= kFineLimit) return bytes == 0 ? 0 : (bytes - 1) / kFineStep;
     unsigned top = static_cast<unsigned>(std::bit_width(bytes - 1)) - 1;  // 10 to 14
-    return kFineClasses + 4 * (top - 10) + ((bytes - 1) >> (top - 2)) - 4;
+    return kFineClasses + size_t{4} * (top - 10) + ((bytes - 1) >> (top - 2)) - 4;
   }
   static SIZE_T capacityOf(size_t index) {
     if (index < kFineClasses) return (index + 1) * kFineStep;

@@ -264,8 +264,9 @@ HGLOBAL GlobalHandle(LPCVOID address) {
 
 HGLOBAL GlobalFree(HGLOBAL block) {
   if (!block) return nullptr;
-  std::free(headerOf(block));
-  std::free(recordOf(block));
+  GlobalRecord* record = recordOf(block);
+  std::free(record ? record->header : GlobalHeader::of(block));
+  std::free(record);
   return nullptr;
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "qv/platform/characters.h"
+#include "qv/platform/linux/command_line.h"
 #include "qv/platform/linux/failure.h"
 #include "qv/platform/linux/paths.h"
 #include "qv/platform/linux/resource_file.h"
@@ -138,20 +139,6 @@ std::u16string quoted(std::u16string_view argument) {
   return text + u'"';
 }
 
-// The arguments as the kernel keeps them, each with its terminator.
-std::u16string commandLine() {
-  std::ifstream file("/proc/self/cmdline", std::ios::binary);
-  std::string all{std::istreambuf_iterator<char>(file), {}};
-  std::u16string line;
-  for (size_t start = 0; start < all.size();) {
-    std::string_view argument(all.c_str() + start);
-    if (start > 0) line += u' ';
-    line += quoted(utf16From(argument));
-    start += argument.size() + 1;
-  }
-  return line;
-}
-
 std::atomic<UINT> errorMode{0};
 
 // Why a file has no version resource: it isn't there, or it is and has none.
@@ -162,6 +149,18 @@ DWORD versionError(LPCWSTR path) {
 }
 
 }  // namespace
+
+std::u16string commandLineFrom(std::string_view arguments) {
+  std::u16string line;
+  for (size_t start = 0; start < arguments.size();) {
+    size_t end = std::min(arguments.find('\0', start), arguments.size());
+    if (start > 0) line += u' ';
+    line += quoted(utf16From(arguments.substr(start, end - start)));
+    start = end + 1;
+  }
+  return line;
+}
+
 }  // namespace qv::platform
 
 using namespace qv::platform;
@@ -225,7 +224,10 @@ DWORD GetModuleFileNameW(HMODULE module, LPWSTR path, DWORD capacity) {
 }
 
 LPWSTR GetCommandLineW() {
-  static std::u16string* const line = new std::u16string(commandLine());
+  static std::u16string* const line = [] {
+    std::ifstream file("/proc/self/cmdline", std::ios::binary);
+    return new std::u16string(commandLineFrom(std::string{std::istreambuf_iterator<char>(file), {}}));
+  }();
   return line->data();
 }
 

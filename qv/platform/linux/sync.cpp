@@ -164,13 +164,13 @@ bool startThread(const std::shared_ptr<Thread>& thread, SIZE_T stackSize) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  constexpr SIZE_T kLeastStack = 256 * 1024;
+  constexpr SIZE_T kLeastStack = SIZE_T{256} * 1024;
   if (stackSize > 0) pthread_attr_setstacksize(&attributes, std::max(stackSize, kLeastStack) & ~SIZE_T{4095});
   auto argument = std::make_unique<std::shared_ptr<Thread>>(thread);
   pthread_t started;
   bool ok = pthread_create(&started, &attributes, runThread, argument.get()) == 0;
   pthread_attr_destroy(&attributes);
-  if (ok) argument.release();
+  if (ok) static_cast<void>(argument.release());  // The thread's own now.
   return ok;
 }
 

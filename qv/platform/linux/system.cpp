@@ -12,8 +12,6 @@
 #include "qv/platform/linux/utf.h"
 #include "qv/platform/processor.h"
 
-extern char** environ;
-
 namespace qv::platform {
 namespace {
 
