@@ -6,6 +6,9 @@
 #     A source that ends in _avx2.cpp is compiled for AVX2 and FMA-free, one in _avx.cpp for AVX.
 #   qv_test(NAME SOURCES ... [LIBRARIES ...] [LABELS ...] [TIMEOUT seconds])
 #     A GoogleTest program, one CTest entry. Label "threads" puts it into the ThreadSanitizer run.
+#   qv_language_module(NAME source.rc [FOLDER folder])
+#     The language module NAME.LNG (target NAME_language) from a resource script, for a program called NAME in
+#     the same folder.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -140,4 +143,29 @@ function(qv_module target)
   target_link_libraries(${target} PRIVATE workbench)
   set_target_properties(${target} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
   add_dependencies(modules ${target})
+endfunction()
+
+# A language module holds resources and no code: on Windows an image without an entry, elsewhere the compiled
+# resource file itself. The script is read as UTF-8.
+function(qv_language_module name source)
+  cmake_parse_arguments(L "" "FOLDER" "" ${ARGN})
+  if(NOT L_FOLDER)
+    set(L_FOLDER "${CMAKE_CURRENT_BINARY_DIR}")
+  endif()
+  set(target ${name}_language)
+  if(WIN32)
+    add_library(${target} MODULE ${source})
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C OUTPUT_NAME ${name} PREFIX "" SUFFIX .LNG
+                          LIBRARY_OUTPUT_DIRECTORY "${L_FOLDER}")
+    target_link_options(${target} PRIVATE -nostdlib -Wl,--entry=0)
+    return()
+  endif()
+  find_program(QV_RESOURCE_COMPILER x86_64-w64-mingw32-windres REQUIRED)
+  add_custom_command(
+    OUTPUT "${L_FOLDER}/${name}.LNG"
+    COMMAND ${QV_RESOURCE_COMPILER} "--preprocessor=${CMAKE_C_COMPILER}" --preprocessor-arg=-E
+            --preprocessor-arg=-xc --preprocessor-arg=-DRC_INVOKED -c 65001 -O res
+            "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${L_FOLDER}/${name}.LNG"
+    DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${source}" VERBATIM)
+  add_custom_target(${target} ALL DEPENDS "${L_FOLDER}/${name}.LNG")
 endfunction()

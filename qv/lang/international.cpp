@@ -185,3 +185,15 @@ uint32_t QvGetInatN(uint32_t index, WCHAR* text, uint32_t capacity) {
   text[length] = 0;
   return length;
 }
+
+HRESULT QvSetLangID(const WCHAR* text) {
+  auto& id = qv::inForce.languageId;
+  const WCHAR* source = text && *text ? text : TEXT("ENU");
+  id.length = 0;
+  while (id.length < 3 && source[id.length]) {
+    id.text[id.length] = source[id.length];
+    ++id.length;
+  }
+  id.text[id.length] = 0;
+  return 0;
+}

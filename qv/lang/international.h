@@ -90,6 +90,11 @@ QV_API uint32_t QvGetInatN(uint32_t index, WCHAR* text, uint32_t capacity);
 // Gives 0. Loading belongs to start-up: no other thread may be formatting. Copying: any thread.
 QV_API HRESULT QvLang_GetInternationals(QVINTERNATIONALS* record, uint32_t size);
 
+// Puts the three-letter language id of the record in force.
+//   text  up to 3 characters of it are taken; null or empty: "ENU"
+// Gives 0. Belongs to start-up, as loading does.
+QV_API HRESULT QvSetLangID(const WCHAR* text);
+
 namespace qv {
 
 // The record in force.

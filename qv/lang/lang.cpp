@@ -5,6 +5,7 @@
 
 #include "qv/lang/detail/handle.h"
 #include "qv/lang/texts.h"
+#include "qv/platform/detail/alloc_seam.h"
 
 namespace qv {
 
@@ -41,7 +42,9 @@ constexpr uint64_t kRightToLeft =
     uint64_t{1} << kArabic | uint64_t{1} << kHebrew | uint64_t{1} << kUrdu | uint64_t{1} << kPersian;
 static_assert(kRightToLeft == 0x20100002002);
 
-uint32_t primaryOf(LCID lcid) { return lcid & 0x3ff; }
+uint32_t primaryOf(LCID lcid) {
+  return lcid & 0x3ff;
+}
 
 bool isRightToLeft(LCID lcid) {
   const uint32_t primary = primaryOf(lcid);
@@ -51,19 +54,30 @@ bool isRightToLeft(LCID lcid) {
 HRESULT createRing(HQVLANG language, uint32_t characters) {
   language->ringSize = characters == 0 ? kDefaultRing : std::max(characters, kSmallestRing);
   language->ringReserve = kRingReserve;
-  language->ring = static_cast<WCHAR*>(GlobalAlloc(GPTR, SIZE_T{language->ringSize} * sizeof(WCHAR)));
+  language->ring =
+      static_cast<WCHAR*>(platform::globalAlloc(GPTR, SIZE_T{language->ringSize} * sizeof(WCHAR)));
   return language->ring == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
-// The language module stands beside the main instance under its name with the extension LNG.
+// The language module stands beside the main instance under its name with the extension LNG. Programs have no
+// extension on every system: a dot that belongs to a folder is none.
 HMODULE loadLanguageModule(HMODULE instance) {
-  WCHAR path[MAX_PATH + 4] = {};
+  WCHAR path[MAX_PATH + 5] = {};
   const DWORD length = GetModuleFileNameW(instance, path, MAX_PATH);
   if (length == 0 || length >= MAX_PATH) return nullptr;
-  WCHAR* dot = std::find(std::reverse_iterator(path + length), std::reverse_iterator(path), WCHAR('.')).base();
-  if (dot == path) return nullptr;
-  std::copy_n(TEXT("LNG"), 4, dot);
+  WCHAR* extension = path + length;
+  for (WCHAR* at = path + length; at != path && at[-1] != '\\'; --at) {
+    if (at[-1] != '.') continue;
+    extension = at - 1;
+    break;
+  }
+  std::copy_n(TEXT(".LNG"), 5, extension);
   return LoadLibraryW(path);
+}
+
+void* commonControlsProcedure(const char* name) {
+  const HMODULE module = LoadLibraryW(TEXT("comctl32.dll"));
+  return module == nullptr ? nullptr : reinterpret_cast<void*>(GetProcAddress(module, name));
 }
 
 void emptyCache(HQVLANG language) {
@@ -91,9 +105,9 @@ struct HelpLanguage {
 
 // One code a language: on-line help came in one Chinese and one Portuguese.
 constexpr HelpLanguage kHelpLanguages[] = {
-    {kChinese, TEXT("zh-CN")},  {kGerman, TEXT("de-DE")}, {kSpanish, TEXT("es-ES")},
-    {kFrench, TEXT("fr-FR")},   {kJapanese, TEXT("ja-JP")}, {kKorean, TEXT("ko-KR")},
-    {kPolish, TEXT("pl-PL")},   {kPortuguese, TEXT("pt-BR")}, {kRussian, TEXT("ru-RU")},
+    {kChinese, TEXT("zh-CN")}, {kGerman, TEXT("de-DE")},     {kSpanish, TEXT("es-ES")},
+    {kFrench, TEXT("fr-FR")},  {kJapanese, TEXT("ja-JP")},   {kKorean, TEXT("ko-KR")},
+    {kPolish, TEXT("pl-PL")},  {kPortuguese, TEXT("pt-BR")}, {kRussian, TEXT("ru-RU")},
 };
 
 }  // namespace
@@ -103,7 +117,7 @@ using namespace qv;
 
 HRESULT QvLang_Open(HQVLANG* out, HMODULE instance, LCID lcid, uint32_t ringSize) {
   if (*out != nullptr) return kAlreadyOpen;
-  const auto language = static_cast<HQVLANG>(GlobalAlloc(GPTR, sizeof(HQVLANG__)));
+  const auto language = static_cast<HQVLANG>(platform::globalAlloc(GPTR, sizeof(HQVLANG__)));
   if (language == nullptr) return E_OUTOFMEMORY;
   if (const HRESULT status = createRing(language, ringSize); FAILED(status)) {
     QvLang_Close(language);
@@ -131,7 +145,9 @@ HRESULT QvLang_Close(HQVLANG language) {
   return S_OK;
 }
 
-LCID QvLang_GetLCID(HQVLANG language) { return language == nullptr ? 0 : language->lcid; }
+LCID QvLang_GetLCID(HQVLANG language) {
+  return language == nullptr ? 0 : language->lcid;
+}
 
 int32_t QvLang_UpdateKernelLCID(HQVLANG language, LCID lcid, uint32_t) {
   if (language == nullptr || kernelLanguage == nullptr) return 0;
@@ -150,8 +166,8 @@ int32_t QvLang_UpdateKernelLCID(HQVLANG language, LCID lcid, uint32_t) {
 
 void QvLang_UpdateThreadLocale(HQVLANG language) {
   using InitMuiLanguage = void(WINAPI*)(LANGID);
-  static const auto initMuiLanguage = reinterpret_cast<InitMuiLanguage>(reinterpret_cast<void*>(
-      GetProcAddress(LoadLibraryW(TEXT("comctl32.dll")), "InitMUILanguage")));
+  static const auto initMuiLanguage =
+      reinterpret_cast<InitMuiLanguage>(commonControlsProcedure("InitMUILanguage"));
   const LCID lcid = QvLang_GetLCID(language);
   SetThreadLocale(lcid);
   if (initMuiLanguage != nullptr) initMuiLanguage(LOWORD(lcid));
@@ -181,7 +197,9 @@ LCID QvLang_GetConditionedLCID(LCID lcid) {
   return primary | 0x400;
 }
 
-int32_t QvLang_IsLCIDEnglish(LCID lcid) { return primaryOf(lcid) == kEnglish ? 1 : 0; }
+int32_t QvLang_IsLCIDEnglish(LCID lcid) {
+  return primaryOf(lcid) == kEnglish ? 1 : 0;
+}
 
 int32_t QvLang_GetLangAbbrev(HQVLANG language, WCHAR* text, int32_t capacity) {
   if (language == nullptr) return 0;
@@ -202,11 +220,17 @@ int32_t QvLang_GetLangllCC(HQVLANG language, WCHAR* text, int32_t capacity) {
   return 1;
 }
 
-int32_t QvLang_UseRTL(HQVLANG language) { return isRightToLeft(QvLang_GetLCID(language)) ? 1 : 0; }
+int32_t QvLang_UseRTL(HQVLANG language) {
+  return isRightToLeft(QvLang_GetLCID(language)) ? 1 : 0;
+}
 
-int32_t QvLang_EnableProcessMirroring() { return SetProcessDefaultLayout(1); }
+int32_t QvLang_EnableProcessMirroring() {
+  return SetProcessDefaultLayout(1);
+}
 
-int32_t QvLang_DisableProcessMirroring() { return SetProcessDefaultLayout(0); }
+int32_t QvLang_DisableProcessMirroring() {
+  return SetProcessDefaultLayout(0);
+}
 
 int32_t QvLang_LocalizeUserName(HQVLANG language, const WCHAR* given, const WCHAR* family, WCHAR* text,
                                 int32_t capacity) {
@@ -216,7 +240,9 @@ int32_t QvLang_LocalizeUserName(HQVLANG language, const WCHAR* given, const WCHA
   return blank + copyText(reversed ? given : family, text + blank, capacity - blank);
 }
 
-int32_t QvLang_IsNameOrderReversed(HQVLANG language) { return QvLang_GetLCID(language) == kJapaneseLcid ? 1 : 0; }
+int32_t QvLang_IsNameOrderReversed(HQVLANG language) {
+  return QvLang_GetLCID(language) == kJapaneseLcid ? 1 : 0;
+}
 
 WCHAR* QvGetTempStringBuffer(HQVLANG language, uint32_t characters) {
   if (language == nullptr || language->ring == nullptr) return nullptr;
@@ -240,12 +266,15 @@ const char* QvGetMultiByteFromPrintString(HQVLANG language, const WCHAR* text) {
   static const char empty[1] = {};
   const int32_t length = text == nullptr ? 0 : lstrlenW(text);
   if (length == 0) return empty;
-  const uint32_t bytes = static_cast<uint32_t>(length) * 2 + 2;
-  const auto buffer = reinterpret_cast<char*>(QvGetTempStringBuffer(language, bytes));
+  const int32_t characters = length * 2 + 2;
+  const auto buffer =
+      reinterpret_cast<char*>(QvGetTempStringBuffer(language, static_cast<uint32_t>(characters)));
   if (buffer == nullptr) return empty;
-  const int written = WideCharToMultiByte(CP_ACP, 0, text, -1, buffer, static_cast<int>(bytes), nullptr, nullptr);
+  // Double-byte pages need no more than `characters` bytes. UTF-8 may, and there are twice as many.
+  const int capacity = characters * static_cast<int>(sizeof(WCHAR));
+  const int written = WideCharToMultiByte(CP_ACP, 0, text, -1, buffer, capacity, nullptr, nullptr);
   if (written <= 0) buffer[0] = 0;
-  buffer[bytes - 1] = 0;
+  if (written < characters) buffer[characters - 1] = 0;
   return buffer;
 }
 

@@ -5,9 +5,9 @@
 //   SetWindowTextW(window, QvGetString(language, kTextCancel));
 //   QvLang_Close(language);
 //
-// Two kinds of text stand side by side. A string number (below 0x10000) is looked up in the string resources of
-// a language module, the file beside the executable with the extension LNG, and kept in the handle's cache. A
-// record (texts.h) is compiled in and holds all 18 languages.
+// Two kinds of text stand side by side. A string number (below 0x10000) is looked up in the string resources
+// of a language module, the file beside the executable with the extension LNG, and kept in the handle's
+// cache. A record (texts.h) is compiled in and holds all 18 languages.
 //
 // A handle may be used from any thread: its lock guards the cache and the ring. QvLang_UpdateKernelLCID and
 // QvLang_ChangeLangInst are for one thread at a time, while no text from the cache is in use.
@@ -37,8 +37,8 @@ QV_API HRESULT QvLang_Close(HQVLANG language);
 // The language in force; 0 when none was set or for a null handle.
 QV_API LCID QvLang_GetLCID(HQVLANG language);
 
-// Puts `lcid` (0: 1033) in force for `language` and for the kernel's own handle, empties their caches, and sets
-// the process's reading direction. 1, or 0 when either handle is missing. `reserved` is not looked at.
+// Puts `lcid` (0: 1033) in force for `language` and for the kernel's own handle, empties their caches, and
+// sets the process's reading direction. 1, or 0 when either handle is missing. `reserved` is not looked at.
 QV_API int32_t QvLang_UpdateKernelLCID(HQVLANG language, LCID lcid, uint32_t reserved);
 
 // Sets the calling thread's locale, and the interface language of the common controls, to the handle's LCID.
@@ -52,8 +52,8 @@ QV_API int32_t QvLang_ChangeLangInst(HQVLANG language, HMODULE module);
 // the main instance; null for a null handle.
 QV_API HMODULE QvLang_InstFromLang(HQVLANG language);
 
-// Folds a regional variant onto the main country of its language. Chinese becomes 0x0404 or 0x0804; Portuguese
-// stays as it is, so that Brazil and Portugal remain apart.
+// Folds a regional variant onto the main country of its language. Chinese becomes 0x0404 or 0x0804;
+// Portuguese stays as it is, so that Brazil and Portugal remain apart.
 QV_API LCID QvLang_GetConditionedLCID(LCID lcid);
 
 // True when the primary language is English.
@@ -63,8 +63,8 @@ QV_API int32_t QvLang_IsLCIDEnglish(LCID lcid);
 // the buffer untouched.
 QV_API int32_t QvLang_GetLangAbbrev(HQVLANG language, WCHAR* text, int32_t capacity);
 
-// The language and country of on-line help ("de-DE") for nine languages: 0 when a code was written, 1 when the
-// text was left empty.
+// The language and country of on-line help ("de-DE") for nine languages: 0 when a code was written, 1 when
+// the text was left empty.
 QV_API int32_t QvLang_GetLangllCC(HQVLANG language, WCHAR* text, int32_t capacity);
 
 // True for Arabic, Hebrew, Urdu and Persian.
@@ -84,9 +84,9 @@ QV_API int32_t QvLang_IsNameOrderReversed(HQVLANG language);
 // separated by commas; empty without an active language module. The length of the list.
 QV_API int32_t QvEnumResourceLanguages(HQVLANG language, uint32_t number, WCHAR* text, int32_t capacity);
 
-// The text of a string number, or of a record. Never null: what is missing is an empty text, and a record falls
-// back to English. The text of a number lives in the handle's cache until the language changes and is cut at
-// 1023 characters; that of a record lives as long as the process.
+// The text of a string number, or of a record. Never null: what is missing is an empty text, and a record
+// falls back to English. The text of a number lives in the handle's cache until the language changes and is
+// cut at 1023 characters; that of a record lives as long as the process.
 QV_API const WCHAR* QvGetString(HQVLANG language, uint32_t number);
 QV_API const WCHAR* QvGetString(HQVLANG language, QVLANGSTRINGID record);
 
@@ -101,11 +101,12 @@ QV_API int32_t QvLoadString(HQVLANG language, QVLANGSTRINGID record, WCHAR* text
 // True when the pointer leads to a record rather than to a plain text.
 QV_API bool IsQVLANGSTRINGID(HQVLANG language, const WCHAR* text);
 
-// Short-lived text: a piece of the handle's ring, good until the ring wraps; nobody frees it. `characters` must
-// stay below 1024; 0 gives an empty text. Null when the handle has no ring.
+// Short-lived text: a piece of the handle's ring, good until the ring wraps; nobody frees it. `characters`
+// must stay below 1024; 0 gives an empty text. Null when the handle has no ring.
 QV_API WCHAR* QvGetTempStringBuffer(HQVLANG language, uint32_t characters);
 
-// Print strings are wide: both give their argument back, or the shared empty text when the handle has no ring.
+// Print strings are wide: both give their argument back, or the shared empty text when the handle has no
+// ring.
 QV_API const WCHAR* QvGetPrintFromWideString(HQVLANG language, const WCHAR* text);
 QV_API const WCHAR* QvGetWideFromPrintString(HQVLANG language, const WCHAR* text);
 
@@ -113,17 +114,18 @@ QV_API const WCHAR* QvGetWideFromPrintString(HQVLANG language, const WCHAR* text
 QV_API const char* QvGetMultiByteFromPrintString(HQVLANG language, const WCHAR* text);
 QV_API const WCHAR* QvGetPrintFromMultiByteString(HQVLANG language, const char* text);
 
-// 1 when the bytes, up to `count` or their first zero, hold a double-byte character of the process's code page.
+// 1 when the bytes, up to `count` or their first zero, hold a double-byte character of the process's code
+// page.
 QV_API int32_t QvLang_DetectMultiByteCharacters(const uint8_t* bytes, int32_t count);
 
-// Guesses the code page of 8-bit text. 0, the failure of the system's detector, or 0x8004e1fd with code page 0
-// when it is not sure.
+// Guesses the code page of 8-bit text. 0, or with code page 0 the failure of making the system's detector or
+// 0x8004e1fd when it is not sure.
 QV_API HRESULT QvLang_DetectPossibleCodepage(const uint8_t* bytes, int32_t count, uint32_t* codePage);
 
-// The user's choice of language, as a value "ULangID" below Software\VENDOR\APPLICATION\MAJOR.MINOR\Lang (without
-// the version when its major number is 0 or `ignoreVersion` is set). `version` holds the major number in bits
-// 24 to 31 and the minor one in bits 16 to 23. Reading looks at the user's settings first, then at the
-// machine's; writing touches the user's only. 1, or 0 with *lcid untouched.
+// The user's choice of language, as a value "ULangID" below Software\VENDOR\APPLICATION\MAJOR.MINOR\Lang
+// (without the version when its major number is 0 or `ignoreVersion` is set). `version` holds the major
+// number in bits 24 to 31 and the minor one in bits 16 to 23. Reading looks at the user's settings first,
+// then at the machine's; writing touches the user's only. 1, or 0 with *lcid untouched.
 QV_API int32_t QvLang_LoadUserLCIDMetric(const WCHAR* application, uint32_t version, LCID* lcid,
                                          int32_t ignoreVersion);
 QV_API int32_t QvLang_LoadUserLCIDMetricAppReg(const WCHAR* application, uint32_t version, LCID* lcid,

@@ -1,5 +1,6 @@
 // Texts by number and by record.
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "qv/lang/detail/handle.h"
@@ -42,10 +43,13 @@ int32_t findSlot(LCID lcid) {
 
 int32_t slotOf(HQVLANG language) {
   if (language == nullptr) return 1;
-  if (language->slot == 0) {
-    language->slot = findSlot(language->lcid != 0 ? language->lcid : GetUserDefaultUILanguage());
-  }
-  return language->slot;
+  // Threads may look it up at once: they find the same.
+  const std::atomic_ref<int32_t> kept(language->slot);
+  int32_t slot = kept.load(std::memory_order_relaxed);
+  if (slot != 0) return slot;
+  slot = findSlot(language->lcid != 0 ? language->lcid : GetUserDefaultUILanguage());
+  kept.store(slot, std::memory_order_relaxed);
+  return slot;
 }
 
 // A numeric entry counts only when the resource compiler stored the string with its own terminator, since the
@@ -60,7 +64,8 @@ const WCHAR* resolveNumber(HQVLANG language, uint32_t number, int32_t slot) {
   return last < found.end && *last == 0 ? found.text : nullptr;
 }
 
-int32_t readNumber(HMODULE module, uint32_t number, uint16_t resourceLanguage, WCHAR* text, int32_t capacity) {
+int32_t readNumber(HMODULE module, uint32_t number, uint16_t resourceLanguage, WCHAR* text,
+                   int32_t capacity) {
   const StringResource found = findStringResource(module, number, resourceLanguage);
   if (found.text == nullptr || found.length == 0) return 0;
   const uint32_t room = static_cast<uint32_t>(capacity);
@@ -93,14 +98,16 @@ const WCHAR* cacheString(HQVLANG language, uint32_t number) {
   WCHAR text[kLongestText];
   if (QvLoadString(language, number, text, kLongestText) == 0) return kEmptyText;
   const size_t length = static_cast<size_t>(lstrlenW(text));
-  alignas(CachedString) uint8_t entry[sizeof(uint32_t) + sizeof(text)] = {};
+  constexpr size_t kOverhead = 8;
+  alignas(CachedString) uint8_t entry[sizeof(text) + kOverhead] = {};
   const auto cached = reinterpret_cast<CachedString*>(entry);
   cached->number = number;
   std::copy_n(text, length + 1, cached->text);
   const int32_t index =
       QvList_FindSortedInsertIndexRange(language->stringCache, &number, 0, -1, compareNumber);
   int32_t inserted = -1;
-  QvList_AllocAndInsertItem(language->stringCache, entry, (length + 1) * sizeof(WCHAR) + 8, index, &inserted);
+  QvList_AllocAndInsertItem(language->stringCache, entry, (length + 1) * sizeof(WCHAR) + kOverhead, index,
+                            &inserted);
   if (inserted < 0) return kEmptyText;
   return static_cast<CachedString* const*>(language->stringCache->data)[inserted]->text;
 }
@@ -131,12 +138,16 @@ const WCHAR* QvGetString(HQVLANG language, QVLANGSTRINGID record) {
   const auto own = reinterpret_cast<TextRecord*>(const_cast<const WCHAR**>(record));
   const int32_t count = own->count & 0xff;
   const int32_t slot = std::max(1, std::min(slotOf(language), count));
-  const WCHAR*& entry = own->entries[slot - 1];
-  const auto value = reinterpret_cast<uintptr_t>(entry);
-  if (value >= kFirstAddress) return entry;
+  // Threads may resolve an entry at once: they find the same address.
+  const std::atomic_ref<const WCHAR*> entry(own->entries[slot - 1]);
+  const WCHAR* kept = entry.load(std::memory_order_relaxed);
+  const auto value = reinterpret_cast<uintptr_t>(kept);
+  if (value >= kFirstAddress) return kept;
   const WCHAR* text = resolveNumber(language, static_cast<uint32_t>(value), slot);
-  entry = text != nullptr ? text : own->entries[0];
-  return entry;
+  if (text == nullptr) text = own->entries[0];
+  if (reinterpret_cast<uintptr_t>(text) < kFirstAddress) return kEmptyText;  // English itself has no text
+  entry.store(text, std::memory_order_relaxed);
+  return text;
 }
 
 const WCHAR* QvGetString(HQVLANG language, uint32_t number) {
@@ -154,7 +165,9 @@ const WCHAR* QvGetStringSmart(HQVLANG language, const WCHAR* text) {
   return isRecordAddress(value) ? QvGetString(language, reinterpret_cast<QVLANGSTRINGID>(text)) : text;
 }
 
-bool IsQVLANGSTRINGID(HQVLANG, const WCHAR* text) { return isRecordAddress(reinterpret_cast<uintptr_t>(text)); }
+bool IsQVLANGSTRINGID(HQVLANG, const WCHAR* text) {
+  return isRecordAddress(reinterpret_cast<uintptr_t>(text));
+}
 
 int32_t QvLoadString(HQVLANG language, uint32_t number, WCHAR* text, int32_t capacity) {
   if (text == nullptr || capacity < 1) return 0;

@@ -36,22 +36,26 @@ struct NamedPage {
   uint32_t codePage;
 };
 
-// The detector's names; where Windows has a page of its own that holds the standard's, that one.
+// The detector's names; where Windows has a page of its own that holds the standard's letters in the same
+// places, that one.
 constexpr NamedPage kNames[] = {
-    {"UTF-8", 65001},        {"Shift_JIS", 932},      {"GB18030", 54936},      {"Big5", 950},
-    {"EUC-KR", 949},         {"EUC-JP", 51932},       {"ISO-2022-JP", 50220},  {"ISO-2022-KR", 50225},
-    {"ISO-8859-1", 1252},    {"ISO-8859-2", 1250},    {"ISO-8859-5", 1251},    {"ISO-8859-6", 1256},
-    {"ISO-8859-7", 1253},    {"ISO-8859-8", 1255},    {"ISO-8859-8-I", 1255},  {"ISO-8859-9", 1254},
-    {"windows-1250", 1250},  {"windows-1251", 1251},  {"windows-1252", 1252},  {"windows-1253", 1253},
-    {"windows-1254", 1254},  {"windows-1255", 1255},  {"windows-1256", 1256},  {"KOI8-R", 20866},
-    {"UTF-16LE", 1200},      {"UTF-16BE", 1201},
+    {"UTF-8", 65001},       {"Shift_JIS", 932},     {"GB18030", 54936},     {"Big5", 950},
+    {"EUC-KR", 949},        {"EUC-JP", 51932},      {"ISO-2022-JP", 50220}, {"ISO-2022-KR", 50225},
+    {"ISO-8859-1", 1252},   {"ISO-8859-2", 28592},  {"ISO-8859-5", 28595},  {"ISO-8859-6", 28596},
+    {"ISO-8859-7", 28597},  {"ISO-8859-8", 1255},   {"ISO-8859-8-I", 1255}, {"ISO-8859-9", 1254},
+    {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1252", 1252}, {"windows-1253", 1253},
+    {"windows-1254", 1254}, {"windows-1255", 1255}, {"windows-1256", 1256}, {"KOI8-R", 20866},
+    {"UTF-16LE", 1200},     {"UTF-16BE", 1201},
 };
 
-// The detector's confidence runs to 100 and stays far below it on short text that it has right; from two fifths
-// up it was right on all samples.
-constexpr int32_t scaled(int32_t confidence) { return confidence * 5 / 2; }
+// The detector's confidence runs to 100 and stays far below it on short text that it has right; from two
+// fifths up it was right on all samples.
+constexpr int32_t scaled(int32_t confidence) {
+  return confidence * 5 / 2;
+}
 
-int32_t takeMatches(const UCharsetMatch** matches, int32_t count, DetectedCodePage* results, int32_t capacity) {
+int32_t takeMatches(const UCharsetMatch** matches, int32_t count, DetectedCodePage* results,
+                    int32_t capacity) {
   int32_t taken = 0;
   for (int32_t i = 0; i < count && taken < capacity; ++i) {
     UErrorCode error = U_ZERO_ERROR;
@@ -90,8 +94,9 @@ int _getmbcp() {
 }
 
 int _setmbcp(int codePage) {
-  const auto* found = std::find_if(std::begin(kPages), std::end(kPages),
-                                   [codePage](const DoubleBytePage& page) { return page.codePage == codePage; });
+  const auto* found =
+      std::find_if(std::begin(kPages), std::end(kPages),
+                   [codePage](const DoubleBytePage& page) { return page.codePage == codePage; });
   if (found == std::end(kPages) && codePage != 0) return -1;
   processPage.store(codePage == 0 ? nullptr : found);
   return 0;
@@ -100,6 +105,7 @@ int _setmbcp(int codePage) {
 int _mbbtype(unsigned char byte, int type) {
   const DoubleBytePage* page = processPage.load();
   const auto holds = [byte](const ByteRange& range) { return range.holds(byte); };
-  if (type == 1) return page != nullptr && std::any_of(std::begin(page->trail), std::end(page->trail), holds) ? 2 : -1;
+  if (type == 1)
+    return page != nullptr && std::any_of(std::begin(page->trail), std::end(page->trail), holds) ? 2 : -1;
   return page != nullptr && std::any_of(std::begin(page->lead), std::end(page->lead), holds) ? 1 : 0;
 }

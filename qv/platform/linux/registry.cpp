@@ -1,6 +1,6 @@
-// A hive is one database with two tables, keys and values. Names compare without case for all of Unicode through
-// a collation of our own, since SQLite's covers ASCII only. Write-ahead logging keeps readers and writers of several
-// processes out of each other's way.
+// A hive is one database with two tables, keys and values. Names compare without case for all of Unicode
+// through a collation of our own, since SQLite's covers ASCII only. Write-ahead logging keeps readers and
+// writers of several processes out of each other's way.
 #include "qv/platform/registry.h"
 
 #include <fcntl.h>
@@ -39,6 +39,7 @@ constexpr int64_t kRootKey = 1;
 // The statements of a hive, prepared once.
 enum Query {
   kFindKey,
+  kKeyExists,
   kAddKey,
   kDeleteKey,
   kEmptyKeys,
@@ -56,6 +57,7 @@ enum Query {
 
 constexpr const char* kQueries[kQueryCount] = {
     "SELECT id FROM keys WHERE parent = ?1 AND name = ?2",
+    "SELECT 1 FROM keys WHERE id = ?1",
     "INSERT INTO keys (parent, name) VALUES (?1, ?2)",
     "DELETE FROM keys WHERE id = ?1",
     "DELETE FROM keys WHERE parent = ?1",
@@ -71,15 +73,18 @@ constexpr const char* kQueries[kQueryCount] = {
     "ROLLBACK",
 };
 
+// Numbers of deleted keys never come back: an open handle must not lead to a stranger's key.
 constexpr const char* kSchema =
     "PRAGMA encoding = 'UTF-16le';"
     "PRAGMA journal_mode = WAL;"
     "PRAGMA synchronous = NORMAL;"
     "PRAGMA foreign_keys = ON;"
-    "CREATE TABLE IF NOT EXISTS keys (id INTEGER PRIMARY KEY, parent INTEGER REFERENCES keys ON DELETE CASCADE,"
+    "CREATE TABLE IF NOT EXISTS keys (id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER REFERENCES keys "
+    "ON DELETE CASCADE,"
     " name TEXT COLLATE caseless NOT NULL, UNIQUE (parent, name));"
     "CREATE TABLE IF NOT EXISTS vals (key INTEGER NOT NULL REFERENCES keys ON DELETE CASCADE,"
-    " name TEXT COLLATE caseless NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, PRIMARY KEY (key, name))"
+    " name TEXT COLLATE caseless NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, PRIMARY KEY (key, "
+    "name))"
     " WITHOUT ROWID;"
     "INSERT OR IGNORE INTO keys (id, parent, name) VALUES (1, NULL, '');";
 
@@ -108,7 +113,8 @@ std::string environmentFolder(const char* variable, const std::string& otherwise
 
 std::string hivePath(bool machine) {
   const char* home = getenv("HOME");
-  const std::string user = environmentFolder("XDG_CONFIG_HOME", std::string(home != nullptr ? home : "") + "/.config");
+  const std::string user =
+      environmentFolder("XDG_CONFIG_HOME", std::string(home != nullptr ? home : "") + "/.config");
   const bool systemWide = machine && geteuid() == 0;
   const std::string folder = systemWide ? environmentFolder("XDG_CONFIG_DIRS", "/etc/xdg") : user;
   return folder + (machine ? "/qv/machine.registry" : "/qv/user.registry");
@@ -143,6 +149,25 @@ LSTATUS errorOf(int result) {
   }
 }
 
+// Held by one process at a time. Where the folder admits no lock, nobody could write there either.
+class FileLock {
+ public:
+  explicit FileLock(const std::string& path)
+      : descriptor_(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    if (descriptor_ >= 0) flock(descriptor_, LOCK_EX);
+  }
+  ~FileLock() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+
+  bool held() const { return descriptor_ >= 0; }
+
+ private:
+  int descriptor_;
+};
+
 // One database, opened when first needed and kept to the end of the process. All access is under its lock.
 class Hive {
  public:
@@ -154,7 +179,7 @@ class Hive {
     if (database_ != nullptr) return ERROR_SUCCESS;
     path_ = hivePath(machine_);
     makeFolders(path_);
-    const LSTATUS status = openDatabase();
+    const LSTATUS status = openAlone();
     if (status == ERROR_REGISTRY_CORRUPT) setAside();
     return status;
   }
@@ -179,12 +204,20 @@ class Hive {
 
   LSTATUS flush() {
     if (const LSTATUS status = open(); status != ERROR_SUCCESS) return status;
-    const int result = sqlite3_exec(database_, "PRAGMA synchronous = FULL; PRAGMA wal_checkpoint(FULL);"
-                                               "PRAGMA synchronous = NORMAL;", nullptr, nullptr, nullptr);
+    const int result = sqlite3_exec(database_,
+                                    "PRAGMA synchronous = FULL; PRAGMA wal_checkpoint(FULL);"
+                                    "PRAGMA synchronous = NORMAL;",
+                                    nullptr, nullptr, nullptr);
     return errorOf(result);
   }
 
  private:
+  // Two processes that turn a new database to write-ahead logging at once would trip over each other.
+  LSTATUS openAlone() {
+    const FileLock alone(path_);
+    return openDatabase();
+  }
+
   LSTATUS openDatabase() {
     constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     int result = sqlite3_open_v2(path_.c_str(), &database_, kFlags, nullptr);
@@ -194,7 +227,8 @@ class Hive {
       result = sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr);
     }
     for (int i = 0; i < kQueryCount && result == SQLITE_OK; ++i) {
-      result = sqlite3_prepare_v3(database_, kQueries[i], -1, SQLITE_PREPARE_PERSISTENT, &statements_[i], nullptr);
+      result =
+          sqlite3_prepare_v3(database_, kQueries[i], -1, SQLITE_PREPARE_PERSISTENT, &statements_[i], nullptr);
     }
     if (result != SQLITE_OK) close();
     return errorOf(result);
@@ -209,19 +243,18 @@ class Hive {
     database_ = nullptr;
   }
 
-  // Several processes may meet the damage at once: only the first moves the file, the others find a whole one.
+  // Several processes may meet the damage at once: only the first moves the file, the others find a whole
+  // one.
   void setAside() {
     close();
-    const int guard = ::open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (guard < 0) return;
-    flock(guard, LOCK_EX);
+    const FileLock alone(path_);
+    if (!alone.held()) return;
     if (openDatabase() == ERROR_REGISTRY_CORRUPT) {
       const std::string kept = freeName();
       rename(path_.c_str(), kept.c_str());
       for (const char* suffix : {"-wal", "-shm"}) rename((path_ + suffix).c_str(), (kept + suffix).c_str());
     }
     close();
-    ::close(guard);
   }
 
   std::string freeName() const {
@@ -261,8 +294,8 @@ class Use {
     return *this;
   }
   Use& bind(NameView name) {
-    sqlite3_bind_text16(statement_, ++bound_, name.empty() ? u"" : name.data(), static_cast<int>(name.size() * 2),
-                        SQLITE_STATIC);
+    sqlite3_bind_text16(statement_, ++bound_, name.empty() ? u"" : name.data(),
+                        static_cast<int>(name.size() * 2), SQLITE_STATIC);
     return *this;
   }
   Use& bind(const BYTE* data, DWORD size) {
@@ -277,7 +310,8 @@ class Use {
   int64_t number(int column) const { return sqlite3_column_int64(statement_, column); }
   NameView name(int column) const {
     const void* text = sqlite3_column_text16(statement_, column);
-    return {static_cast<const char16_t*>(text), static_cast<size_t>(sqlite3_column_bytes16(statement_, column)) / 2};
+    return {static_cast<const char16_t*>(text),
+            static_cast<size_t>(sqlite3_column_bytes16(statement_, column)) / 2};
   }
   const void* blob(int column) const { return sqlite3_column_blob(statement_, column); }
   DWORD blobSize(int column) const { return static_cast<DWORD>(sqlite3_column_bytes(statement_, column)); }
@@ -324,7 +358,9 @@ class Operation {
   std::unique_lock<std::mutex> guard_;
 };
 
-NameView viewOf(LPCWSTR text) { return text == nullptr ? NameView() : NameView(text); }
+NameView viewOf(LPCWSTR text) {
+  return text == nullptr ? NameView() : NameView(text);
+}
 
 // Takes the first part off a path; false when the part is empty or too long for a key's name.
 bool takePart(NameView& path, NameView& part) {
@@ -379,6 +415,12 @@ class Transaction {
   int result_;
   bool done_ = false;
 };
+
+// Why there is no such value or sub-key: perhaps the key itself was deleted.
+LSTATUS missing(Operation& operation, LSTATUS otherwise) {
+  const int result = operation.use(kKeyExists).bind(operation.key().id).run();
+  return result == SQLITE_ROW ? otherwise : result == SQLITE_DONE ? ERROR_KEY_DELETED : errorOf(result);
+}
 
 LSTATUS publish(const Operation& operation, int64_t id, REGSAM access, HKEY* opened) {
   *opened = new (std::nothrow) HKEY__{operation.key().hive, id, access};
@@ -452,16 +494,18 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD*, DWORD* type, BYTE* data
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   Use row = operation.use(kReadValue);
   const int result = row.bind(operation.key().id).bind(viewOf(name)).run();
-  if (result == SQLITE_DONE) return ERROR_FILE_NOT_FOUND;
+  if (result == SQLITE_DONE) return missing(operation, ERROR_FILE_NOT_FOUND);
   return result == SQLITE_ROW ? copyData(row, 0, type, data, size) : errorOf(result);
 }
 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
-  if (viewOf(name).size() > kLongestValueName || (data == nullptr && size != 0)) return ERROR_INVALID_PARAMETER;
+  if (viewOf(name).size() > kLongestValueName || (data == nullptr && size != 0))
+    return ERROR_INVALID_PARAMETER;
   Operation operation(key, KEY_SET_VALUE);
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   Use row = operation.use(kWriteValue);
-  const int result = row.bind(operation.key().id).bind(viewOf(name)).bind(int64_t{type}).bind(data, size).run();
+  const int result =
+      row.bind(operation.key().id).bind(viewOf(name)).bind(int64_t{type}).bind(data, size).run();
   return result == SQLITE_CONSTRAINT ? ERROR_KEY_DELETED : errorOf(result);
 }
 
@@ -470,7 +514,7 @@ LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name) {
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   const int result = operation.use(kDeleteValue).bind(operation.key().id).bind(viewOf(name)).run();
   if (result != SQLITE_DONE) return errorOf(result);
-  return operation.hive().changes() == 0 ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
+  return operation.hive().changes() == 0 ? missing(operation, ERROR_FILE_NOT_FOUND) : ERROR_SUCCESS;
 }
 
 LSTATUS RegDeleteKeyW(HKEY key, LPCWSTR path) {
@@ -504,22 +548,23 @@ LSTATUS RegDeleteTreeW(HKEY key, LPCWSTR path) {
   return status == ERROR_SUCCESS ? transaction.commit() : status;
 }
 
-LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameCapacity, DWORD*, LPWSTR, DWORD*, FILETIME*) {
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameCapacity, DWORD*, LPWSTR, DWORD*,
+                      FILETIME*) {
   Operation operation(key, KEY_ENUMERATE_SUB_KEYS);
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   Use row = operation.use(kListKey);
   const int result = row.bind(operation.key().id).bind(int64_t{index}).run();
-  if (result == SQLITE_DONE) return ERROR_NO_MORE_ITEMS;
+  if (result == SQLITE_DONE) return missing(operation, ERROR_NO_MORE_ITEMS);
   return result == SQLITE_ROW ? copyName(row.name(0), name, nameCapacity) : errorOf(result);
 }
 
-LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameCapacity, DWORD*, DWORD* type, BYTE* data,
-                      DWORD* size) {
+LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameCapacity, DWORD*, DWORD* type,
+                      BYTE* data, DWORD* size) {
   Operation operation(key, KEY_QUERY_VALUE);
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   Use row = operation.use(kListValue);
   const int result = row.bind(operation.key().id).bind(int64_t{index}).run();
-  if (result == SQLITE_DONE) return ERROR_NO_MORE_ITEMS;
+  if (result == SQLITE_DONE) return missing(operation, ERROR_NO_MORE_ITEMS);
   if (result != SQLITE_ROW) return errorOf(result);
   const LSTATUS status = copyName(row.name(0), name, nameCapacity);
   return status == ERROR_SUCCESS ? copyData(row, 1, type, data, size) : status;

@@ -9,7 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -51,7 +54,8 @@ struct Entry {
 };
 
 struct ResourceFile {
-  std::string path;
+  std::string path;  // empty for bytes that are no file
+  int references = 1;
   std::vector<uint8_t> bytes;
   std::vector<Entry> entries;
 };
@@ -67,12 +71,15 @@ ResourceFile* fileOf(HMODULE module) {
   return nullptr;
 }
 
-size_t alignUp(size_t offset) { return (offset + 3) & ~size_t{3}; }
+size_t alignUp(size_t offset) {
+  return (offset + 3) & ~size_t{3};
+}
 
 // Reads within one entry's header; past its end it answers with zeros and stays failed.
 class HeaderReader {
  public:
-  HeaderReader(const std::vector<uint8_t>& bytes, size_t at, size_t end) : bytes_(bytes), at_(at), end_(end) {}
+  HeaderReader(const std::vector<uint8_t>& bytes, size_t at, size_t end)
+      : bytes_(bytes), at_(at), end_(end) {}
 
   template <typename T>
   T take() {
@@ -112,7 +119,8 @@ bool readEntry(ResourceFile& file, size_t& at) {
   HeaderReader sizes(file.bytes, at, size);
   const size_t dataSize = sizes.take<DWORD>();
   const size_t headerSize = sizes.take<DWORD>();
-  if (sizes.failed() || headerSize < 32 || headerSize > size - at || dataSize > size - at - headerSize) return false;
+  if (sizes.failed() || headerSize < 32 || headerSize > size - at || dataSize > size - at - headerSize)
+    return false;
   HeaderReader header(file.bytes, at + 8, at + headerSize);
   Entry entry;
   entry.type = header.takeIdentifier();
@@ -129,11 +137,15 @@ bool readEntry(ResourceFile& file, size_t& at) {
 }
 
 bool readEntries(ResourceFile& file) {
-  const bool marked = file.bytes.size() >= 32 && std::equal(std::begin(kFileMark), std::end(kFileMark), file.bytes.begin());
+  const bool marked =
+      file.bytes.size() >= 32 && std::equal(std::begin(kFileMark), std::end(kFileMark), file.bytes.begin());
   size_t at = 32;
   while (marked && at < file.bytes.size()) {
     if (!readEntry(file, at)) return false;
   }
+  // A loaded image keeps the languages of a resource in this order, whatever that of the source was.
+  std::stable_sort(file.entries.begin(), file.entries.end(),
+                   [](const Entry& a, const Entry& b) { return a.language < b.language; });
   return marked;
 }
 
@@ -153,7 +165,8 @@ bool readBytes(const char* path, std::vector<uint8_t>& bytes) {
   return good;
 }
 
-const Entry* findEntry(const ResourceFile& file, LPCWSTR type, LPCWSTR name, WORD language, bool anyLanguage) {
+const Entry* findEntry(const ResourceFile& file, LPCWSTR type, LPCWSTR name, WORD language,
+                       bool anyLanguage) {
   DWORD error = ERROR_RESOURCE_TYPE_NOT_FOUND;
   for (const Entry& entry : file.entries) {
     if (!entry.type.matches(type)) continue;
@@ -166,40 +179,81 @@ const Entry* findEntry(const ResourceFile& file, LPCWSTR type, LPCWSTR name, WOR
   return nullptr;
 }
 
-const Entry* findInUsersLanguage(const ResourceFile& file, LPCWSTR type, LPCWSTR name) {
-  const WORD languages[] = {0, LOWORD(GetThreadLocale()), GetUserDefaultUILanguage(), kEnglish};
-  for (const WORD language : languages) {
-    if (const Entry* entry = findEntry(file, type, name, language, false)) return entry;
+// What stands in for a language that isn't there: its neutral form, then what belongs to no language. Asking
+// for no language in particular goes on to the user's, English, and any.
+const Entry* findInLanguage(const ResourceFile& file, LPCWSTR type, LPCWSTR name, WORD language) {
+  const auto neutral = [](WORD full) { return static_cast<WORD>(full & 0x3ff); };
+  const WORD users = GetUserDefaultUILanguage();
+  const WORD order[] = {language, neutral(language), 0,       LOWORD(GetThreadLocale()),
+                        users,    neutral(users),    kEnglish};
+  const bool any = neutral(language) == 0;
+  for (size_t i = 0; i < (any ? std::size(order) : 3); ++i) {
+    if (const Entry* entry = findEntry(file, type, name, order[i], false)) return entry;
   }
-  return findEntry(file, type, name, 0, true);
+  return any ? findEntry(file, type, name, 0, true) : nullptr;
+}
+
+HMODULE handleOf(ResourceFile* file) {
+  return reinterpret_cast<HMODULE>(file);
+}
+
+// Takes a read file among the modules.
+HMODULE adopt(std::unique_ptr<ResourceFile> file) {
+  const std::lock_guard lock(filesLock);
+  files.push_back(std::move(file));
+  return handleOf(files.back().get());
+}
+
+std::string canonicalPath(const char* path) {
+  char resolved[PATH_MAX];
+  return realpath(path, resolved) != nullptr ? resolved : path;
+}
+
+HMODULE openOnceMore(const std::string& path) {
+  const std::lock_guard lock(filesLock);
+  for (const auto& file : files) {
+    if (file->path != path) continue;
+    ++file->references;
+    return handleOf(file.get());
+  }
+  return nullptr;
 }
 
 }  // namespace
 
 HMODULE openResourceFile(const char* utf8Path) {
   auto file = std::make_unique<ResourceFile>();
-  file->path = utf8Path;
-  if (!readBytes(utf8Path, file->bytes) || !readEntries(*file)) {
-    SetLastError(ERROR_BAD_EXE_FORMAT);
-    return nullptr;
-  }
-  const std::lock_guard lock(filesLock);
-  files.push_back(std::move(file));
-  return reinterpret_cast<HMODULE>(files.back().get());
+  file->path = canonicalPath(utf8Path);
+  if (const HMODULE open = openOnceMore(file->path)) return open;
+  if (readBytes(utf8Path, file->bytes) && readEntries(*file)) return adopt(std::move(file));
+  SetLastError(ERROR_BAD_EXE_FORMAT);
+  return nullptr;
+}
+
+HMODULE openResourceBytes(std::vector<uint8_t> bytes) {
+  auto file = std::make_unique<ResourceFile>();
+  file->bytes = std::move(bytes);
+  if (readEntries(*file)) return adopt(std::move(file));
+  SetLastError(ERROR_BAD_EXE_FORMAT);
+  return nullptr;
 }
 
 bool closeResourceFile(HMODULE module) {
   const std::lock_guard lock(filesLock);
-  return std::erase_if(files, [module](const auto& file) {
-           return reinterpret_cast<HMODULE>(file.get()) == module;
-         }) != 0;
+  const auto found = std::find_if(files.begin(), files.end(),
+                                  [module](const auto& file) { return handleOf(file.get()) == module; });
+  if (found == files.end()) return false;
+  if (--(*found)->references == 0) files.erase(found);
+  return true;
 }
 
-bool isResourceFile(HMODULE module) { return fileOf(module) != nullptr; }
+bool isResourceFile(HMODULE module) {
+  return fileOf(module) != nullptr;
+}
 
 const char* resourceFilePath(HMODULE module) {
   const ResourceFile* file = fileOf(module);
-  return file == nullptr ? nullptr : file->path.c_str();
+  return file == nullptr || file->path.empty() ? nullptr : file->path.c_str();
 }
 
 }  // namespace qv::platform
@@ -212,20 +266,25 @@ HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language)
     SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
     return nullptr;
   }
-  const Entry* entry = language != 0 ? findEntry(*file, type, name, language, false)
-                                     : findInUsersLanguage(*file, type, name);
+  const Entry* entry = findInLanguage(*file, type, name, language);
   return entry == nullptr ? nullptr : const_cast<HRSRC>(&entry->found);
 }
 
-HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type) { return FindResourceExW(module, type, name, 0); }
+HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type) {
+  return FindResourceExW(module, type, name, 0);
+}
 
 HGLOBAL LoadResource(HMODULE, HRSRC found) {
   return found == nullptr ? nullptr : const_cast<uint8_t*>(found->data);
 }
 
-LPVOID LockResource(HGLOBAL data) { return data; }
+LPVOID LockResource(HGLOBAL data) {
+  return data;
+}
 
-DWORD SizeofResource(HMODULE, HRSRC found) { return found == nullptr ? 0 : found->size; }
+DWORD SizeofResource(HMODULE, HRSRC found) {
+  return found == nullptr ? 0 : found->size;
+}
 
 BOOL EnumResourceLanguagesW(HMODULE module, LPCWSTR type, LPCWSTR name, ENUMRESLANGPROCW callback,
                             LONG_PTR parameter) {

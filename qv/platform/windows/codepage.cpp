@@ -16,17 +16,20 @@ constexpr IID kMultiLanguage2 = {0xdccfc164, 0x2b38, 0x11d2, {0xb7, 0xec, 0x00, 
 
 HRESULT detectCodePages(const uint8_t* bytes, int32_t count, DetectedCodePage* results, int32_t* found) {
   constexpr DWORD kEightBit = 2;
+  std::vector<DetectEncodingInfo> own(static_cast<size_t>(*found));
+  *found = 0;
   IMultiLanguage2* detector = nullptr;
   HRESULT status = CoCreateInstance(kMultiLanguage, nullptr, CLSCTX_INPROC_SERVER, kMultiLanguage2,
                                     reinterpret_cast<void**>(&detector));
   if (FAILED(status)) return status;
-  std::vector<DetectEncodingInfo> own(static_cast<size_t>(*found));
   INT size = count;
-  status = detector->DetectInputCodepage(kEightBit, 0, reinterpret_cast<CHAR*>(const_cast<uint8_t*>(bytes)), &size,
-                                         own.data(), found);
+  INT number = static_cast<INT>(own.size());
+  status = detector->DetectInputCodepage(kEightBit, 0, reinterpret_cast<CHAR*>(const_cast<uint8_t*>(bytes)),
+                                         &size, own.data(), &number);
   detector->Release();
-  if (FAILED(status)) return status;
-  *found = std::clamp<int32_t>(*found, 0, static_cast<int32_t>(own.size()));
+  // A detector that fails on the bytes has found nothing: that is no failure of ours.
+  if (FAILED(status)) return S_OK;
+  *found = std::clamp<int32_t>(number, 0, static_cast<int32_t>(own.size()));
   std::transform(own.begin(), own.begin() + *found, results, [](const DetectEncodingInfo& info) {
     return DetectedCodePage{info.nCodePage, info.nDocPercent, info.nConfidence};
   });
