@@ -463,7 +463,6 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD, LPWSTR, DWORD, REGSAM acc
   // Most keys exist already: a look needs no write lock.
   LSTATUS status = walk(operation, viewOf(path), id, nullptr);
   if (status == ERROR_FILE_NOT_FOUND) {
-    if ((operation.key().access & KEY_CREATE_SUB_KEY) == 0) return ERROR_ACCESS_DENIED;
     Transaction transaction(operation);
     status = transaction.status();
     if (status == ERROR_SUCCESS) status = walk(operation, viewOf(path), id, &created);
