@@ -54,13 +54,18 @@ struct RowRange {
   }
 };
 
-// Calls loop(target row, source row, y) for each row; both types take whole bytes.
+// Calls loop(target row, source row, y) for each row, in the order in which the target's rows lie in memory,
+// so that the processor sees one stream; both types take whole bytes.
 template <typename Loop>
 HRESULT eachRow(const CopyJob& job, const Loop& loop) {
   const RowRange rows = {job};
   const int64_t rowBytes = job.width() * (job.target.bits + job.source.bits) / 8;
+  const bool upwards = job.target.step < 0;
   parallelRows(job.height(), rowBytes, [&](int64_t first, int64_t end) {
-    for (int64_t y = first; y < end; ++y) loop(rows.target(y), rows.source(y), y);
+    for (int64_t i = first; i < end; ++i) {
+      const int64_t y = upwards ? first + end - 1 - i : i;
+      loop(rows.target(y), rows.source(y), y);
+    }
   });
   return kOk;
 }
@@ -199,12 +204,13 @@ HRESULT copyThroughPivot(const CopyJob& job) {
   const HRESULT status = bindForward(job, QVXCHG_PIVOT16, &context);
   if (FAILED(status)) return status;
   const int64_t rowBytes = job.width() * (job.target.bits + job.source.bits) / 8;
+  const bool upwards = job.target.step < 0;
   const auto copyRow = [&](int64_t y) {
     copySpan(job, context, job.target.row(job.targetRect.top + y), job.targetRect.left,
              job.source.row(job.sourceRect.top + y), job.sourceRect.left, job.width());
   };
   parallelRows(job.height(), rowBytes + 16 * job.width(), [&](int64_t first, int64_t end) {
-    for (int64_t y = first; y < end; ++y) copyRow(y);
+    for (int64_t i = first; i < end; ++i) copyRow(upwards ? first + end - 1 - i : i);
   });
   return kOk;
 }

@@ -198,7 +198,8 @@ HRESULT QvDibFadeToColor(const BITMAPINFOHEADER* header, void* pixels, const REC
   const auto loop = floats ? fadeFloats : fadeBytes;
   const int64_t rowBytes = (int64_t{columns.end} - columns.first) * image.bits / 8;
   parallelRows(rows.end - rows.first, rowBytes, [&](int64_t first, int64_t end) {
-    for (int64_t y = rows.first + first; y < rows.first + end; ++y) {
+    for (int64_t i = first; i < end; ++i) {
+      const int64_t y = rows.first + (image.step < 0 ? first + end - 1 - i : i);
       loop(image.row(y), columns, fade, rows.cover(static_cast<int32_t>(y)));
     }
   });

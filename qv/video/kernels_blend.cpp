@@ -13,6 +13,7 @@ constexpr int32_t kOperators = 20;
 
 struct Wide {
   using Channel = uint16_t;
+  using Work = int64_t;
   static constexpr int kBits = 16;
   static uint16_t* pivot(QvXchgContext* c, int index) { return &c->pivot.pixels[index].blue; }
   static int64_t key(const QvBlendRequest& r, int i) { return r.keyColor[i]; }
@@ -24,6 +25,7 @@ struct Wide {
 
 struct Narrow {
   using Channel = uint8_t;
+  using Work = int32_t;  // every product of two channels fits
   static constexpr int kBits = 8;
   static uint8_t* pivot(QvXchgContext* c, int index) { return c->pivot.bytes[index]; }
   static int64_t key(const QvBlendRequest& r, int i) { return r.keyColor8[i]; }
@@ -36,14 +38,16 @@ struct Narrow {
 template <typename Width, bool Rounded>
 struct Operators {
   using Channel = typename Width::Channel;
-  static constexpr int64_t kFull = (int64_t{1} << Width::kBits) - 1;
-  static constexpr int64_t kWhole = kFull + 1;
-  static constexpr int64_t kHalf = Rounded ? kWhole / 2 : 0;
+  using Work = typename Width::Work;
+  static constexpr Work kFull = (Work{1} << Width::kBits) - 1;
+  static constexpr Work kWhole = kFull + 1;
+  static constexpr Work kHalf = Rounded ? kWhole / 2 : 0;
 
-  static int64_t part(int64_t difference, int64_t fraction) {
-    return (difference * fraction + kHalf) >> Width::kBits;
-  }
-  static Channel toward(int64_t from, int64_t to, int64_t fraction) {
+  static Work key(const QvBlendRequest& r, int i) { return static_cast<Work>(Width::key(r, i)); }
+  static Work amount(const QvBlendRequest& r) { return static_cast<Work>(Width::amount(r)); }
+  static Work amount2(const QvBlendRequest& r) { return static_cast<Work>(Width::amount2(r)); }
+  static Work part(Work difference, Work fraction) { return (difference * fraction + kHalf) >> Width::kBits; }
+  static Channel toward(Work from, Work to, Work fraction) {
     return static_cast<Channel>(from + part(to - from, fraction));
   }
   static int64_t distance(const Channel* b, const QvBlendRequest& r) {
@@ -54,21 +58,21 @@ struct Operators {
   static bool offKey(const Channel* b, const QvBlendRequest& r) {
     return distance(b, r) > Width::tolerance(r);
   }
-  static int64_t brightest(const Channel* p) { return std::max({p[0], p[1], p[2]}); }
-  static int64_t mean(const Channel* p) { return (int64_t{p[0]} + p[1] + p[2]) / 3; }
+  static Work brightest(const Channel* p) { return std::max({p[0], p[1], p[2]}); }
+  static Work mean(const Channel* p) { return (Work{p[0]} + p[1] + p[2]) / 3; }
 
   static void copy(Channel* a, const Channel* b, const QvBlendRequest&) { std::copy(b, b + 4, a); }
   static void nothing(Channel*, const Channel*, const QvBlendRequest&) {}
   static void over(Channel* a, const Channel* b, const QvBlendRequest&) {
-    const int64_t alpha = b[3];
+    const Work alpha = b[3];
     for (int i = 0; i < 4; ++i) a[i] = toward(a[i], b[i], alpha);
   }
   static void premultiplied(Channel* a, const Channel* b, const QvBlendRequest&) {
-    const int64_t rest = kWhole - b[3];
+    const Work rest = kWhole - b[3];
     for (int i = 0; i < 4; ++i) a[i] = static_cast<Channel>((a[i] * rest + b[i] + kHalf) >> Width::kBits);
   }
   static void mix(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    for (int i = 0; i < 4; ++i) a[i] = toward(a[i], b[i], Width::amount(r));
+    for (int i = 0; i < 4; ++i) a[i] = toward(a[i], b[i], amount(r));
   }
   static void copyOffKey(Channel* a, const Channel* b, const QvBlendRequest& r) {
     if (offKey(b, r)) copy(a, b, r);
@@ -78,44 +82,43 @@ struct Operators {
   }
   static void shadeByKey(Channel* a, const Channel* b, const QvBlendRequest& r) {
     if (offKey(b, r)) return mix(a, b, r);
-    const int64_t level = brightest(b) + 1;
+    const Work level = brightest(b) + 1;
     for (int i = 0; i < 3; ++i) {
-      const int64_t shaded =
-          static_cast<int64_t>(static_cast<double>(a[i] * level) / static_cast<double>(kFull));
-      a[i] = toward(a[i], shaded, Width::amount2(r));
+      const Work shaded = static_cast<Work>(static_cast<double>(a[i] * level) / static_cast<double>(kFull));
+      a[i] = toward(a[i], shaded, amount2(r));
     }
   }
   static void shadeByRatio(Channel* a, const Channel* b, const QvBlendRequest& r) {
     if (offKey(b, r)) return mix(a, b, r);
-    const int64_t own = brightest(a);
+    const Work own = brightest(a);
     if (own == 0) return;
     const double ratio = static_cast<double>(brightest(b)) / static_cast<double>(own);
-    for (int i = 0; i < 3; ++i) a[i] = toward(a[i], static_cast<int64_t>(a[i] * ratio), Width::amount2(r));
+    for (int i = 0; i < 3; ++i) a[i] = toward(a[i], static_cast<Work>(a[i] * ratio), amount2(r));
   }
   static void difference(Channel* a, const Channel* b, const QvBlendRequest&) {
-    for (int i = 0; i < 4; ++i) a[i] = static_cast<Channel>(std::abs(int64_t{a[i]} - b[i]));
+    for (int i = 0; i < 4; ++i) a[i] = static_cast<Channel>(std::abs(Work{a[i]} - b[i]));
   }
   static void tint(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    for (int i = 0; i < 3; ++i) a[i] = toward(b[i], Width::key(r, i), Width::amount(r));
+    for (int i = 0; i < 3; ++i) a[i] = toward(b[i], key(r, i), amount(r));
   }
   static void invert(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    for (int i = 0; i < 4; ++i) a[i] = toward(a[i], kFull - b[i], Width::amount(r));
+    for (int i = 0; i < 4; ++i) a[i] = toward(a[i], kFull - b[i], amount(r));
   }
   static void desaturate(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    const int64_t level = mean(b);
-    for (int i = 0; i < 3; ++i) a[i] = toward(a[i], level, Width::amount(r));
-    a[3] = toward(a[3], b[3], Width::amount(r));
+    const Work level = mean(b);
+    for (int i = 0; i < 3; ++i) a[i] = toward(a[i], level, amount(r));
+    a[3] = toward(a[3], b[3], amount(r));
   }
   static void overKey(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    const int64_t alpha = b[3];
+    const Work alpha = b[3];
     for (int i = 0; i < 3; ++i) {
-      const int64_t key = Width::key(r, i);
-      const int64_t sum = b[i] + part(key - a[i], alpha) - key + a[i];
-      a[i] = static_cast<Channel>(std::clamp<int64_t>(sum, 0, kFull));
+      const Work own = key(r, i);
+      const Work sum = b[i] + part(own - a[i], alpha) - own + a[i];
+      a[i] = static_cast<Channel>(std::clamp<Work>(sum, 0, kFull));
     }
   }
-  static void setGrey(Channel* a, int64_t level, const QvBlendRequest& r) {
-    if (r.table != nullptr) level = Width::fromTable(r.table, level);
+  static void setGrey(Channel* a, Work level, const QvBlendRequest& r) {
+    if (r.table != nullptr) level = static_cast<Work>(Width::fromTable(r.table, level));
     a[0] = a[1] = a[2] = static_cast<Channel>(level);
   }
   static void keyDistance(Channel* a, const Channel*, const QvBlendRequest& r) {
@@ -124,21 +127,21 @@ struct Operators {
       const double d = static_cast<double>(a[i] - Width::key(r, i));
       sum += d * d;
     }
-    setGrey(a, static_cast<int64_t>(sqrt(sum) / sqrt(3.0)), r);
+    setGrey(a, static_cast<Work>(sqrt(sum) / sqrt(3.0)), r);
   }
   static void ramp(Channel* a, const Channel*, const QvBlendRequest& r) {
-    const int64_t low = Width::amount2(r), span = Width::tolerance(r), level = mean(a);
+    const int64_t low = amount2(r), span = Width::tolerance(r), level = mean(a);
     int64_t grey = 0;
     if (level > low + span || (level >= low && span <= low)) {
       grey = kFull;
     } else if (level >= low) {
-      grey = std::min((level - low) * kFull / (span - low), kFull);
+      grey = std::min((level - low) * int64_t{kFull} / (span - low), int64_t{kFull});
     }
-    setGrey(a, grey, r);
+    setGrey(a, static_cast<Work>(grey), r);
   }
   // Wraps on purpose: whoever adds sees to the headroom.
   static void add(Channel* a, const Channel* b, const QvBlendRequest& r) {
-    for (int i = 0; i < 4; ++i) a[i] = static_cast<Channel>(a[i] + part(b[i], Width::amount(r)));
+    for (int i = 0; i < 4; ++i) a[i] = static_cast<Channel>(a[i] + part(b[i], amount(r)));
   }
 };
 

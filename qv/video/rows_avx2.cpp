@@ -44,10 +44,17 @@ void mirror24Vector(uint8_t* row, int64_t count) {
   const __m128i keepLast = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -1);
   const __m128i keepFirst = _mm_setr_epi8(-1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
   int64_t left = 0, right = count;
+  if (count < 12) return mirror<3>(row, count);
+  // Loaded ahead of the stores, with which the vectors share a byte.
+  __m128i nextA = load16(row), nextB = load16(row + 3 * count - 16);
   for (; right - left >= 12; left += 5, right -= 5) {
     uint8_t* l = row + 3 * left;
     uint8_t* r = row + 3 * right - 16;
-    const __m128i a = load16(l), b = load16(r);
+    const __m128i a = nextA, b = nextB;
+    if (right - left >= 22) {
+      nextA = load16(l + 15);
+      nextB = load16(r - 15);
+    }
     const __m128i toFront = _mm_shuffle_epi8(_mm_shuffle_epi8(b, back), backInFront);
     const __m128i toBack = _mm_shuffle_epi8(_mm_shuffle_epi8(a, front), frontInBack);
     store16(l, _mm_blendv_epi8(toFront, a, keepLast));
@@ -67,8 +74,17 @@ void swapRedBlue32Vector(uint8_t* row, int64_t count) {
 void swapRedBlue24Vector(uint8_t* row, int64_t count) {
   const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
   int64_t x = 0;
-  for (; x + 6 <= count; x += 5) store16(row + 3 * x, _mm_shuffle_epi8(load16(row + 3 * x), order));
-  swapRedBlue24(row + 3 * x, count - x);
+  if (count < 6) return swapRedBlue24(row, count);
+  // Each vector is loaded before the one in front of it is stored: they share a byte, and a load that takes
+  // part of a store in flight waits for it.
+  __m128i pixels = load16(row);
+  for (; x + 11 <= count; x += 5) {
+    const __m128i next = load16(row + 3 * x + 15);
+    store16(row + 3 * x, _mm_shuffle_epi8(pixels, order));
+    pixels = next;
+  }
+  store16(row + 3 * x, _mm_shuffle_epi8(pixels, order));
+  swapRedBlue24(row + 3 * (x + 5), count - x - 5);
 }
 
 void swapRedBlueFloatVector(uint8_t* row, int64_t count) {
@@ -184,6 +200,36 @@ void floatToBytesEither(uint8_t* out, const uint8_t* in, int64_t count, const fl
   convert(out, in, count, dither);
 }
 
+// Sixteen channels of 16 bits: the multiplication and the rounding term in one step, as pairs (difference, 1)
+// times (strength, 128).
+__m256i fadeWords(__m256i value, __m256i colour, __m256i strength) {
+  const __m256i one = _mm256_set1_epi16(1);
+  const __m256i difference = _mm256_sub_epi16(colour, value);
+  const __m256i low = _mm256_madd_epi16(_mm256_unpacklo_epi16(difference, one), strength);
+  const __m256i high = _mm256_madd_epi16(_mm256_unpackhi_epi16(difference, one), strength);
+  const auto over255 = [](__m256i t) {
+    return _mm256_srai_epi32(_mm256_add_epi32(t, _mm256_srai_epi32(t, 8)), 8);
+  };
+  return _mm256_add_epi16(_mm256_packs_epi32(over255(low), over255(high)), value);
+}
+
+void fade32Vector(uint8_t* row, int64_t count, const FadeRow& fade) {
+  const auto pair = [&](int i) { return fade.strength[i] | 128 << 16; };
+  const __m256i strength =
+      _mm256_setr_epi32(pair(0), pair(1), pair(2), pair(3), pair(0), pair(1), pair(2), pair(3));
+  const __m256i colour = _mm256_set1_epi64x(fade.colour[0] | int64_t{fade.colour[1]} << 16 |
+                                            int64_t{fade.colour[2]} << 32 | int64_t{fade.colour[3]} << 48);
+  const __m256i zero = _mm256_setzero_si256();
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
+    const __m256i pixels = load32(row + 4 * x);
+    store32(row + 4 * x,
+            _mm256_packus_epi16(fadeWords(_mm256_unpacklo_epi8(pixels, zero), colour, strength),
+                                fadeWords(_mm256_unpackhi_epi8(pixels, zero), colour, strength)));
+  }
+  fade32(row + 4 * x, count - x, fade);
+}
+
 }  // namespace
 
 constexpr RowForms vectorForms() {
@@ -199,6 +245,7 @@ constexpr RowForms vectorForms() {
   forms.from24ToFloat = from24ToFloatVector;
   forms.floatTo32 = floatToBytesEither<4>;
   forms.floatTo24 = floatToBytesEither<3>;
+  forms.fade32 = fade32Vector;
   return forms;
 }
 
