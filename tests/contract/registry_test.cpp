@@ -215,6 +215,7 @@ TEST_F(Registry, AHandleAllowsWhatItWasOpenedFor) {
   HKEY below = nullptr;
   // Making keys asks the key's security, not what the handle was opened for.
   EXPECT_EQ(0, RegCreateKeyExW(reader, TEXT("below"), 0, nullptr, 0, KEY_READ, nullptr, &below, nullptr));
+  RegCloseKey(below);
   EXPECT_EQ(0, RegFlushKey(writer));
   RegCloseKey(reader);
   RegCloseKey(writer);
