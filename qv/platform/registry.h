@@ -38,8 +38,9 @@ inline constexpr DWORD ERROR_REGISTRY_CORRUPT = 1015, ERROR_REGISTRY_IO_FAILED =
                        ERROR_KEY_DELETED = 1018;
 
 // Opens a key below `key` (a predefined or an open one), making it and those above it where they are missing.
-// `access` is what the new handle allows. `disposition` (null allowed) tells which it was. Class, options and
-// security are not looked at. The caller closes the handle. 161 for a path with an empty or over-long part.
+// `access` is what the new handle allows to values and to listing; making and deleting keys hangs on no handle's
+// access. `disposition` (null allowed) tells which it was. Class, options and security are not looked at. The
+// caller closes the handle. 161 for a path with an empty or over-long part.
 QV_API LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
                                REGSAM access, void* security, HKEY* opened, DWORD* disposition);
 // The same for a key that must exist; 2 when it does not. A null or empty path opens `key` once more.

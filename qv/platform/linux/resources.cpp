@@ -121,6 +121,7 @@ bool readEntry(ResourceFile& file, size_t& at) {
   const size_t headerSize = sizes.take<DWORD>();
   if (sizes.failed() || headerSize < 32 || headerSize > size - at || dataSize > size - at - headerSize)
     return false;
+  if (headerSize % 4 != 0) return false;  // the data would lie where no text may be read
   HeaderReader header(file.bytes, at + 8, at + headerSize);
   Entry entry;
   entry.type = header.takeIdentifier();
