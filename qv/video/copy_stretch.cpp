@@ -104,7 +104,6 @@ class FeatherRows {
   FeatherRows(const CopyJob& job, Steps steps, const Feather& feather, const QvXchgContext& forward,
               const FeatherBlender& blender)
       : job_(job),
-        steps_(steps),
         feather_(feather),
         forward_(forward),
         blender_(blender),
@@ -134,7 +133,6 @@ class FeatherRows {
   }
 
   const CopyJob& job_;
-  Steps steps_;
   const Feather& feather_;
   QvXchgContext forward_;
   FeatherBlender blender_;
