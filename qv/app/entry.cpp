@@ -4,6 +4,7 @@
 #include "qv/app/detail/entry.h"
 #include "qv/frame/errorreport.h"
 #include "qv/frame/kernel.h"
+#include "qv/frame/msgbox.h"
 #include "qv/frame/os.h"
 #include "qv/frame/status.h"
 #include "qv/platform/win32.h"
@@ -23,7 +24,8 @@ void realCoUninitialize() {
   CoUninitialize();
 }
 
-constexpr EntryPort kRealPort = {realCoInitialize, QvKernel_EarlyInitialize, QvLang_Open, QvGetModulePath, realCommandLine,
+constexpr EntryPort kRealPort = {realCoInitialize,   QvKernel_EarlyInitialize, QvLang_Open,
+                                 QvMsgBoxSetAppData, QvGetModulePath,          realCommandLine,
                                  realCoUninitialize};
 EntryPort port = kRealPort;
 
@@ -70,7 +72,8 @@ int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
   app = {};
   app.module = module;
   port.earlyInitialize(module, 0);
-  port.openLanguage(&app.language, module, 0, 0);
+  const bool speaks = SUCCEEDED(port.openLanguage(&app.language, module, 0, 0));
+  if (speaks) port.setAppData(module, nullptr, job->displayName);
   port.modulePath(module, app.modulePath, MAX_PATH);
   const int32_t code = runJob(*job);
   ErrorReport_Shutdown();

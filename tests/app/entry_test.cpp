@@ -20,7 +20,7 @@ const HMODULE kModule = reinterpret_cast<HMODULE>(static_cast<uintptr_t>(0x1000)
 struct Case {
   const char* name;
   HRESULT com;
-  bool kernelFails, contextFails;
+  bool kernelFails, languageFails, contextFails;
   HRESULT prepare;
   const WCHAR* commandLine;
   bool cancels;
@@ -34,24 +34,26 @@ QVAPP* application;
 WText argument;
 int context;
 
-#define QV_BEFORE "com report1 kernel language path "
+#define QV_BEFORE "com report1 kernel language name path "
 #define QV_AFTER " shutdown uncom"
 
 const Case kCases[] = {
-    {"one argument", 0, false, false, 0, TEXT("edit tour.qvjob"), false, 77,
+    {"one argument", 0, false, false, false, 0, TEXT("edit tour.qvjob"), false, 77,
      QV_BEFORE "create prepare run" QV_AFTER},
-    {"COM was started already", 1, false, false, 1, TEXT("edit tour.qvjob more"), false, 77,
+    {"COM was started already", 1, false, false, false, 1, TEXT("edit tour.qvjob more"), false, 77,
      QV_BEFORE "create prepare run" QV_AFTER},
-    {"COM fails", kWrongThread, false, false, 0, TEXT("edit tour.qvjob"), false, kWrongThread, "com"},
-    {"the kernel fails", 0, true, false, 0, TEXT("edit tour.qvjob"), false, 77,
+    {"COM fails", kWrongThread, false, false, false, 0, TEXT("edit tour.qvjob"), false, kWrongThread, "com"},
+    {"the kernel fails", 0, true, false, false, 0, TEXT("edit tour.qvjob"), false, 77,
      QV_BEFORE "create prepare run" QV_AFTER},
-    {"no context", 0, false, true, 0, TEXT("edit tour.qvjob"), false, 0, QV_BEFORE "create" QV_AFTER},
-    {"not prepared", 0, false, false, qv::kGeneralFailure, TEXT("edit tour.qvjob"), false, 1,
+    {"no language", 0, false, true, false, 0, TEXT("edit tour.qvjob"), false, 77,
+     "com report1 kernel language path create prepare run" QV_AFTER},
+    {"no context", 0, false, false, true, 0, TEXT("edit tour.qvjob"), false, 0, QV_BEFORE "create" QV_AFTER},
+    {"not prepared", 0, false, false, false, qv::kGeneralFailure, TEXT("edit tour.qvjob"), false, 1,
      QV_BEFORE "create prepare release" QV_AFTER},
-    {"program name only", 0, false, false, 0, TEXT("\"C:\\my files\\edit.exe\" "), false, 2,
+    {"program name only", 0, false, false, false, 0, TEXT("\"C:\\my files\\edit.exe\" "), false, 2,
      QV_BEFORE "create prepare" QV_AFTER},
-    {"no command line", 0, false, false, 0, nullptr, false, 2, QV_BEFORE "create prepare" QV_AFTER},
-    {"cancelled", 0, false, false, 0, TEXT("edit tour.qvjob"), true, qv::kCancelled,
+    {"no command line", 0, false, false, false, 0, nullptr, false, 2, QV_BEFORE "create prepare" QV_AFTER},
+    {"cancelled", 0, false, false, false, 0, TEXT("edit tour.qvjob"), true, qv::kCancelled,
      QV_BEFORE "create prepare run" QV_AFTER},
 };
 
@@ -112,7 +114,12 @@ class Entry : public testing::Test {
                        [](HQVLANG* language, HMODULE module, LCID lcid, uint32_t ringSize) {
                          const bool plain = *language == nullptr && lcid == 0 && ringSize == 0;
                          note(module == kModule && plain ? "language" : "?");
-                         return qv::kGeneralFailure;
+                         return now.languageFails ? qv::kGeneralFailure : qv::kOk;
+                       },
+                       [](HINSTANCE instance, HWND window, const WCHAR* name) {
+                         const bool own = WText(name) == TEXT("Entry test");
+                         note(instance == kModule && window == nullptr && own ? "name" : "?");
+                         return 1;
                        },
                        [](HMODULE module, WCHAR* path, int32_t capacity) {
                          note(module == kModule && capacity == 260 ? "path" : "?");

@@ -9,6 +9,7 @@ struct EntryPort {
   HRESULT (*coInitialize)();
   int32_t (*earlyInitialize)(HMODULE module, uint32_t flags);
   HRESULT (*openLanguage)(HQVLANG* language, HMODULE module, LCID lcid, uint32_t ringSize);
+  int32_t (*setAppData)(HINSTANCE instance, HWND mainWindow, const WCHAR* applicationName);
   int32_t (*modulePath)(HMODULE module, WCHAR* path, int32_t capacity);
   const WCHAR* (*commandLine)();
   void (*coUninitialize)();

@@ -4,6 +4,7 @@
 
 #include "qv/app/entry.h"
 #include "qv/app/workbench/session.h"
+#include "qv/frame/msgbox.h"
 
 namespace {
 
@@ -13,12 +14,25 @@ struct WorkbenchJob {
 
 void* createJob(QVAPP* app) { return new (std::nothrow) WorkbenchJob{app}; }
 
+void writeMessage(void*, const WCHAR* text) {
+  const std::string line = qv::workbench::encodeUtf8(text) + "\n";
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+}
+
+// A job runs without a user: what would stand in a box goes to standard error, and its first button answers.
+HRESULT prepareJob(void*) {
+  static constexpr QVMSGBOXNOUI kQuiet = {writeMessage, nullptr, 0};
+  QvMsgBoxSetNoUIHook(&kQuiet);
+  return 0;
+}
+
 // The context lives to the end of the process; what has to be written is written when the session ends here.
 int32_t runJob(void*, const WCHAR* jobFile) { return qv::workbench::Session(jobFile).run(); }
 
 void releaseJob(void* context) { delete static_cast<WorkbenchJob*>(context); }
 
-constexpr QVJOB kJob = {TEXT("Workbench"), createJob, nullptr, runJob, releaseJob};
+constexpr QVJOB kJob = {TEXT("Workbench"), createJob, prepareJob, runJob, releaseJob};
 
 }  // namespace
 
