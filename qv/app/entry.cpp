@@ -2,10 +2,10 @@
 
 #include "qv/app/detail/command_line.h"
 #include "qv/app/detail/entry.h"
+#include "qv/files/paths.h"
 #include "qv/frame/errorreport.h"
 #include "qv/frame/kernel.h"
 #include "qv/frame/msgbox.h"
-#include "qv/frame/os.h"
 #include "qv/frame/status.h"
 #include "qv/platform/win32.h"
 

@@ -1,6 +1,5 @@
 #include "qv/frame/os.h"
 
-#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -74,16 +73,8 @@ void realVisitMonitors(MonitorVisitor visit, void* context) {
       reinterpret_cast<LPARAM>(&each));
 }
 
-uint32_t realModuleFileName(HMODULE module, WCHAR* path, uint32_t capacity) {
-  return GetModuleFileNameW(module, path, capacity);
-}
-
-uint32_t realLongPathName(const WCHAR* path, WCHAR* longPath, uint32_t capacity) {
-  return GetLongPathNameW(path, longPath, capacity);
-}
-
 constexpr OsPort kRealPort = {realVersionAtLeast, realProcessorArchitecture, realScreenBits,
-                              realVisitMonitors,  realModuleFileName,        realLongPathName};
+                              realVisitMonitors};
 OsPort port = kRealPort;
 
 // Text that grows in a buffer of somebody else's, cut at its capacity and always terminated.
@@ -162,17 +153,6 @@ bool answer(Cached& cached, bool (*read)()) {
 struct Translation {
   WORD language, codePage;
 };
-
-// Room for a module's path, whatever its length.
-constexpr uint32_t kLongestPath = 32768;
-using PathBlock = std::unique_ptr<WCHAR[]>;
-PathBlock newPath() {
-  return PathBlock(new (std::nothrow) WCHAR[kLongestPath]);
-}
-
-bool isSeparator(WCHAR character) {
-  return character == '\\' || character == ':';
-}
 
 }  // namespace
 
@@ -253,25 +233,4 @@ int32_t QvIsHighColor() {
 }
 int32_t QvIsAllMonitorsHighColor() {
   return qv::answer(qv::allHighColor, qv::readAll) ? 1 : 0;
-}
-
-int32_t QvGetModulePath(HMODULE module, WCHAR* path, int32_t capacity) {
-  if (capacity <= 0) return 0;
-  path[0] = 0;
-  const qv::PathBlock given = qv::newPath();
-  const qv::PathBlock longForm = qv::newPath();
-  if (!given || !longForm) return 0;
-  uint32_t length = qv::port.moduleFileName(module, given.get(), qv::kLongestPath);
-  if (length == 0 || length >= qv::kLongestPath) return 0;
-  const WCHAR* file = given.get();
-  const uint32_t longLength = qv::port.longPathName(file, longForm.get(), qv::kLongestPath);
-  if (longLength != 0 && longLength < qv::kLongestPath) {
-    file = longForm.get();
-    length = longLength;
-  }
-  while (length != 0 && !qv::isSeparator(file[length - 1])) --length;
-  if (length >= static_cast<uint32_t>(capacity)) return 0;
-  std::copy_n(file, length, path);
-  path[length] = 0;
-  return static_cast<int32_t>(length);
 }

@@ -1,4 +1,4 @@
-// The system that the process runs on: its name, what it has, and where the program's files are.
+// The system that the process runs on: its name and what it has.
 //
 //   WCHAR name[64];
 //   QvGetOS(name, 64);                     // "Windows 10.0 (64-bit)"
@@ -36,8 +36,3 @@ QV_API HRESULT QvVersion_GetString(const WCHAR* path, const WCHAR* name, WCHAR* 
 // QvKernel_UserPrefChanges hears of a change. Any thread.
 QV_API int32_t QvIsHighColor();
 QV_API int32_t QvIsAllMonitorsHighColor();
-
-// Writes the folder of a module, long form, with its trailing separator. module: null means the program.
-// path: not null; capacity: in characters, terminator included. Returns the length, or 0 and an empty path
-// when the module has no file name or the path doesn't fit. Any thread.
-QV_API int32_t QvGetModulePath(HMODULE module, WCHAR* path, int32_t capacity);

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "qv/platform/ansi.h"
 #include "qv/platform/com.h"
 
 namespace {
@@ -34,6 +35,13 @@ TEST(CodePage, DoubleBytePagesTellTheirBytes) {
   EXPECT_EQ(-1, _setmbcp(4));
   EXPECT_EQ(950, _getmbcp());
   _setmbcp(before);
+}
+
+TEST(CodePage, TextIsWalkedToItsEnd) {
+  const char* text = "a\\b";
+  EXPECT_EQ(text + 1, CharNextA(text));
+  EXPECT_EQ(text + 2, CharNextA(text + 1));
+  EXPECT_EQ(text + 3, CharNextA(text + 3)) << "the terminator is the end";
 }
 
 TEST(CodePage, TheDetectorKeepsToItsCapacity) {

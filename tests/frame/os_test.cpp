@@ -21,15 +21,6 @@ std::string asked;
 uint16_t architecture;
 int32_t screenBits;
 std::vector<int32_t> monitors;
-WText moduleFile;
-WText longForm;
-
-uint32_t give(const WText& text, WCHAR* path, uint32_t capacity) {
-  if (text.size() >= capacity) return capacity;
-  text.copy(path, text.size());
-  path[text.size()] = 0;
-  return static_cast<uint32_t>(text.size());
-}
 
 class Os : public testing::Test {
  protected:
@@ -39,7 +30,6 @@ class Os : public testing::Test {
     architecture = 9;
     screenBits = 32;
     monitors = {32};
-    moduleFile = longForm = WText();
     qv::osPort() = {
         [](uint32_t major, uint32_t minor) {
           asked += std::to_string(major) + "." + std::to_string(minor) + " ";
@@ -49,9 +39,7 @@ class Os : public testing::Test {
         [] { return screenBits; },
         [](qv::MonitorVisitor visit, void* context) {
           for (const int32_t bits : monitors) visit(bits, context);
-        },
-        [](HMODULE, WCHAR* path, uint32_t capacity) { return give(moduleFile, path, capacity); },
-        [](const WCHAR*, WCHAR* path, uint32_t capacity) { return give(longForm, path, capacity); }};
+        }};
   }
   void TearDown() override { qv::resetOs(); }
 };
@@ -138,34 +126,6 @@ TEST_F(Os, HighColorIsKeptUntilTheUserChangesIt) {
   }
 }
 
-TEST_F(Os, ModulePathIsTheFolderInLongForm) {
-  struct Row {
-    const WCHAR* file;
-    const WCHAR* longForm;
-    int32_t capacity;
-    const WCHAR* path;
-  };
-  const Row rows[] = {
-      {TEXT("C:\\PROGRA~1\\edit.exe"), TEXT("C:\\Program Files\\edit.exe"), 260, TEXT("C:\\Program Files\\")},
-      {TEXT("C:\\PROGRA~1\\edit.exe"), TEXT(""), 260, TEXT("C:\\PROGRA~1\\")},
-      {TEXT("C:edit.exe"), TEXT(""), 260, TEXT("C:")},
-      {TEXT("edit.exe"), TEXT(""), 260, TEXT("")},
-      {TEXT("C:\\a\\x.exe"), TEXT(""), 6, TEXT("C:\\a\\")},
-      {TEXT("C:\\a\\x.exe"), TEXT(""), 5, TEXT("")},
-      {TEXT(""), TEXT(""), 260, TEXT("")},
-  };
-  for (const Row& row : rows) {
-    moduleFile = row.file;
-    longForm = row.longForm;
-    WCHAR path[260] = {'x'};
-    EXPECT_EQ(WText(row.path).size(), static_cast<size_t>(QvGetModulePath(nullptr, path, row.capacity)));
-    EXPECT_EQ(WText(row.path), path);
-  }
-  WCHAR untouched = 'x';
-  EXPECT_EQ(0, QvGetModulePath(nullptr, &untouched, 0));
-  EXPECT_EQ('x', untouched);
-}
-
 TEST(RealOs, AnswersOnBothBuilds) {
   WCHAR text[300] = {};
   EXPECT_EQ(1, QvIsOS64Bit());
@@ -176,12 +136,6 @@ TEST(RealOs, AnswersOnBothBuilds) {
   EXPECT_EQ(1, QvOSVersionOK(QVOS_8));
   EXPECT_EQ(1, QvIsHighColor());
   EXPECT_EQ(1, QvIsAllMonitorsHighColor());
-  const int32_t length = QvGetModulePath(nullptr, text, 300);
-  ASSERT_GT(length, 3);
-  EXPECT_EQ('\\', text[length - 1]);
-  WCHAR file[300] = {};
-  GetModuleFileNameW(nullptr, file, 300);
-  EXPECT_EQ(WText(file).substr(0, WText(file).rfind('\\') + 1), text);
 }
 
 TEST(RealOs, VersionText) {

@@ -17,8 +17,6 @@ struct OsPort {
   uint16_t (*processorArchitecture)();
   int32_t (*screenBits)();
   void (*visitMonitors)(MonitorVisitor visit, void* context);
-  uint32_t (*moduleFileName)(HMODULE module, WCHAR* path, uint32_t capacity);
-  uint32_t (*longPathName)(const WCHAR* path, WCHAR* longPath, uint32_t capacity);
 };
 OsPort& osPort();
 

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstring>
 
+#include "qv/platform/ansi.h"
+
 namespace qv::platform {
 namespace {
 
@@ -108,4 +110,9 @@ int _mbbtype(unsigned char byte, int type) {
   if (type == 1)
     return page != nullptr && std::any_of(std::begin(page->trail), std::end(page->trail), holds) ? 2 : -1;
   return page != nullptr && std::any_of(std::begin(page->lead), std::end(page->lead), holds) ? 1 : 0;
+}
+
+LPSTR CharNextA(LPCSTR text) {
+  const bool pair = text[0] != 0 && text[1] != 0 && _mbbtype(static_cast<unsigned char>(text[0]), 0) == 1;
+  return const_cast<LPSTR>(text + (pair ? 2 : text[0] != 0 ? 1 : 0));
 }
