@@ -155,6 +155,24 @@ void PixelsBlendKernels(benchmark::State& state) {
 }
 QV_PEER(PixelsBlendKernels);
 
+// The same by whole rows.
+template <int32_t Operator>
+void PixelsBlendRows(benchmark::State& state) {
+  Frame below(QVPT_RGB32, rowsOf(state)), above(QVPT_RGB32, rowsOf(state));
+  QvBlendRequest request;
+  QvBlendRequest_Init(&request, Operator, nullptr, 0, 0x8000, 0);
+  QvXchgContext context;
+  QvXCHGGetFunctionPointers(QVPT_RGB32, QVPT_RGB32, 3, &context, &request, 0.0, 0.0);
+  measure(state, [&] {
+    for (int32_t y = 0; y < below.height; ++y) {
+      const int64_t at = int64_t{4} * y * below.width;
+      QvXCHGBlendRow(&context, below.pixels + at, above.pixels + at, below.width);
+    }
+  });
+}
+BENCHMARK_TEMPLATE(PixelsBlendRows, 1)->ArgsProduct({{1080, 2160}, {1}})->UseRealTime();
+BENCHMARK_TEMPLATE(PixelsBlendRows, 3)->ArgsProduct({{1080, 2160}, {1}})->UseRealTime();
+
 void PixelsLegalScan(benchmark::State& state) {
   Frame frame(QVPT_RGBAF128, rowsOf(state));
   int64_t hot = 0;

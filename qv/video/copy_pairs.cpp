@@ -161,6 +161,9 @@ HRESULT copyFloatToRgb10(const CopyJob& job) {
   });
 }
 
+// What a processor's last cache can be trusted to keep until somebody reads it.
+constexpr int64_t kCachedBytes = 4 << 20;
+
 HRESULT copyBytesToFloat(const CopyJob& job) {
   const RowForms& forms = rowForms();
   const bool wide = job.source.bits == 32;
@@ -169,10 +172,12 @@ HRESULT copyBytesToFloat(const CopyJob& job) {
     const HRESULT built = curve.build(256);
     if (FAILED(built)) return built;
   }
+  const bool past = job.width() * job.height() * 16 > kCachedBytes;
+  const auto widen = past ? forms.bytesToFloatPast : forms.bytesToFloat;
   return eachRow(job, [&](uint8_t* out, const uint8_t* in, int64_t) {
     const int64_t count = job.width();
     if (!curve.active()) {
-      if (wide) return forms.bytesToFloat(out, in, 4 * count);
+      if (wide) return widen(out, in, 4 * count);
       return forms.from24ToFloat(out, in, count);
     }
     const float* table = curve.get().table;

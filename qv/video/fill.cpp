@@ -57,23 +57,6 @@ void fillPackedRow(QvXchgContext context, uint8_t* row, int64_t left, int64_t ri
   writePixels(&context, row, endWhole, right - endWhole, bits);
 }
 
-void fillBytes(uint8_t* out, int64_t bytes, const uint8_t* pixel, int64_t pixelBytes) {
-  const bool uniform = std::all_of(pixel, pixel + pixelBytes, [=](uint8_t b) { return b == pixel[0]; });
-  if (uniform) {
-    memset(out, pixel[0], static_cast<size_t>(bytes));
-    return;
-  }
-  // A stretch of whole pixels, doubled until it is worth copying, then copied over the row.
-  constexpr int64_t kStretch = 2048;
-  int64_t done = std::min(bytes, pixelBytes);
-  memcpy(out, pixel, static_cast<size_t>(done));
-  while (done < bytes) {
-    const int64_t more = std::min(bytes - done, done <= kStretch ? done : kStretch / pixelBytes * pixelBytes);
-    memcpy(out + done, out, static_cast<size_t>(more));
-    done += more;
-  }
-}
-
 void fillRows(const Image& image, const RECT& rect, const QvXchgContext& context) {
   if (image.bits < 8) {
     for (int64_t y = rect.top; y < rect.bottom; ++y) {
@@ -82,15 +65,13 @@ void fillRows(const Image& image, const RECT& rect, const QvXchgContext& context
     return;
   }
   const int64_t pixelBytes = image.bits / 8, bytes = widthOf(rect) * pixelBytes;
-  uint8_t pixel[16];
+  uint8_t pattern[kPatternBytes];
   QvXchgContext own = context;
-  writePixels(&own, pixel, 0, 1, image.bits);
-  uint8_t* pattern = image.row(rect.top) + rect.left * pixelBytes;
-  fillBytes(pattern, bytes, pixel, pixelBytes);
-  parallelRows(heightOf(rect) - 1, bytes, [&](int64_t first, int64_t end) {
-    for (int64_t y = first; y < end; ++y) {
-      memcpy(image.row(rect.top + 1 + y) + rect.left * pixelBytes, pattern, static_cast<size_t>(bytes));
-    }
+  writePixels(&own, pattern, 0, kPatternBytes / pixelBytes, image.bits);
+  const auto fill = rowForms().fillPattern;
+  parallelRows(heightOf(rect), bytes, [&](int64_t first, int64_t end) {
+    for (int64_t y = first; y < end; ++y)
+      fill(image.row(rect.top + y) + rect.left * pixelBytes, bytes, pattern);
   });
 }
 

@@ -1,8 +1,13 @@
 #include "qv/video/kernels.h"
 
+#include <string.h>
+
+#include <algorithm>
+
 #include "qv/frame/status.h"
 #include "qv/video/detail/bits.h"
 #include "qv/video/detail/gamma.h"
+#include "qv/video/detail/rows.h"
 #include "qv/video/detail/xchg_tables.h"
 
 namespace qv {
@@ -76,6 +81,40 @@ void bindCurve(QvXchgContext* context, double dstGamma, double srcGamma) {
   }
 }
 
+// The row loops of the operators that have one; a pixel of 32 bits is its own pivot in the route of bytes.
+bool blendRow32(const QvXchgContext& context, uint8_t* row, const uint8_t* other, int64_t count) {
+  const bool words = context.dstType == QVPT_RGB32 || context.dstType == QVPT_RGBA32;
+  if (!words || context.route != QVXCHG_ROUTE_BYTES) return false;
+  const int32_t half = (context.flags & QVXCHG_ROUNDBLEND) != 0 ? 128 : 0;
+  switch (context.blend.operatorCode) {
+    case 1:
+      rowForms().over32(row, other, count, half);
+      return true;
+    case 3:
+      rowForms().mix32(row, other, count, context.blend.amount8, half);
+      return true;
+    default:
+      return false;
+  }
+}
+
+// One pixel or four, to the first pivots and from there to the second set's place.
+void readOther(QvXchgContext* context, int pixels, QvXchgKernel read, const uint8_t*& from) {
+  context->readPtr = from;
+  read(context);
+  from = context->readPtr;
+  if (context->route == QVXCHG_ROUTE_BYTES) {
+    memcpy(context->pivot.bytes[pixels], context->pivot.bytes[0], static_cast<size_t>(4 * pixels));
+  } else {
+    std::copy_n(context->pivot.pixels, pixels, context->pivot.pixels + pixels);
+  }
+}
+
+void readOwn(QvXchgContext* context, QvXchgKernel read) {
+  context->readPtr = context->writePtr;
+  read(context);
+}
+
 uint8_t fraction8(uint16_t fraction) {
   return static_cast<uint8_t>(fraction >> 8);
 }
@@ -100,6 +139,30 @@ HRESULT QvXCHGGetFunctionPointers(int32_t dstType, int32_t srcType, uint32_t mod
   }
   bindPixels(context, selection.row);
   bindCurve(context, dstGamma, srcGamma);
+  return kOk;
+}
+
+HRESULT QvXCHGBlendRow(const QvXchgContext* context, void* row, const void* other, int64_t count) {
+  using namespace qv;
+  if (context->srcType != context->dstType) return kInvalidArgument;
+  const bool packed = context->dstType < QVPT_GRAY8 || context->dstType == QVPT_PAL4;
+  if (context->blend1 == nullptr || packed) return kUnsupported;
+  const uint8_t* over = static_cast<const uint8_t*>(other);
+  if (blendRow32(*context, static_cast<uint8_t*>(row), over, count)) return kOk;
+  QvXchgContext own = *context;
+  own.writePtr = static_cast<uint8_t*>(row);
+  for (; count >= 4; count -= 4) {
+    readOther(&own, 4, own.read4, over);
+    readOwn(&own, own.read4);
+    own.blend4(&own);
+    own.write4(&own);
+  }
+  for (; count > 0; --count) {
+    readOther(&own, 1, own.read1, over);
+    readOwn(&own, own.read1);
+    own.blend1(&own);
+    own.write1(&own);
+  }
   return kOk;
 }
 

@@ -121,6 +121,12 @@ QV_API HRESULT QvXCHGGetFunctionPointers(int32_t dstType, int32_t srcType, uint3
                                          QvXchgContext* context, const QvBlendRequest* blend, double dstGamma,
                                          double srcGamma);
 
+// Blends a row of pixels over another one in place, with the operator that the context was bound with. For a
+// pair of one type (0x80070057 for two types, 0x80004001 for a context without an operator or for pixels of
+// less than a byte); context: not null, only read, so that threads may share it. row: `count` pixels, the ones
+// that are built; other: as many, not overlapping. The result is that of read4, blend4 and write4, only faster.
+QV_API HRESULT QvXCHGBlendRow(const QvXchgContext* context, void* row, const void* other, int64_t count);
+
 // Fills a request and the 8-bit copies of its values. request: not null. key: blue, green, red, or null for
 // black. keyTolerance: summed distance of the three channels at 16 bits. amount, amount2: 16-bit fractions.
 QV_API void QvBlendRequest_Init(QvBlendRequest* request, int32_t operatorCode, const uint16_t* key,

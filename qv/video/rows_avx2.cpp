@@ -3,6 +3,8 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
+
 #include "qv/video/detail/rows_loops.h"
 
 namespace qv {
@@ -147,6 +149,24 @@ void bytesToFloatVector(uint8_t* out, const uint8_t* in, int64_t channels) {
   bytesToFloat(out + 4 * i, in + i, channels - i);
 }
 
+void streamFloats(uint8_t* p, __m256 v) {
+  _mm256_stream_ps(reinterpret_cast<float*>(p), v);
+}
+
+void bytesToFloatPastVector(uint8_t* out, const uint8_t* in, int64_t channels) {
+  if (reinterpret_cast<uintptr_t>(out) % 4 != 0) return bytesToFloatVector(out, in, channels);
+  const auto ahead = static_cast<int64_t>(-reinterpret_cast<uintptr_t>(out) % 32 / 4);
+  int64_t i = std::min(ahead, channels);
+  bytesToFloat(out, in, i);
+  for (; i + 16 <= channels; i += 16) {
+    const __m128i bytes = load16(in + i);
+    streamFloats(out + 4 * i, over255(bytes));
+    streamFloats(out + 4 * i + 32, over255(_mm_unpackhi_epi64(bytes, bytes)));
+  }
+  _mm_sfence();
+  bytesToFloat(out + 4 * i, in + i, channels - i);
+}
+
 void from24ToFloatVector(uint8_t* out, const uint8_t* in, int64_t count) {
   const __m128i order = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xff000000u));
@@ -230,6 +250,51 @@ void fade32Vector(uint8_t* row, int64_t count, const FadeRow& fade) {
   fade32(row + 4 * x, count - x, fade);
 }
 
+// 16 channels of 16 bits, which their sum just fits.
+__m256i blendWords(__m256i a, __m256i b, __m256i weight, __m256i half) {
+  const __m256i rest = _mm256_sub_epi16(_mm256_set1_epi16(256), weight);
+  const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(a, rest), _mm256_mullo_epi16(b, weight));
+  return _mm256_srli_epi16(_mm256_add_epi16(sum, half), 8);
+}
+
+void over32Vector(uint8_t* row, const uint8_t* other, int64_t count, int32_t half) {
+  const auto alphas = [](__m256i v) { return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(v, 0xff), 0xff); };
+  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_set1_epi16(static_cast<int16_t>(half));
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
+    const __m256i a = load32(row + 4 * x), b = load32(other + 4 * x);
+    const __m256i bLow = _mm256_unpacklo_epi8(b, zero), bHigh = _mm256_unpackhi_epi8(b, zero);
+    store32(row + 4 * x,
+            _mm256_packus_epi16(blendWords(_mm256_unpacklo_epi8(a, zero), bLow, alphas(bLow), halves),
+                                blendWords(_mm256_unpackhi_epi8(a, zero), bHigh, alphas(bHigh), halves)));
+  }
+  over32(row + 4 * x, other + 4 * x, count - x, half);
+}
+
+void mix32Vector(uint8_t* row, const uint8_t* other, int64_t count, int32_t weight, int32_t half) {
+  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_set1_epi16(static_cast<int16_t>(half));
+  const __m256i weights = _mm256_set1_epi16(static_cast<int16_t>(weight));
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
+    const __m256i a = load32(row + 4 * x), b = load32(other + 4 * x);
+    store32(row + 4 * x,
+            _mm256_packus_epi16(
+                blendWords(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero), weights, halves),
+                blendWords(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero), weights, halves)));
+  }
+  mix32(row + 4 * x, other + 4 * x, count - x, weight, half);
+}
+
+void fillPatternVector(uint8_t* out, int64_t bytes, const uint8_t* pattern) {
+  constexpr int64_t kStep = sizeof(__m256i), kVectors = kPatternBytes / kStep;
+  __m256i kept[kVectors];
+  for (int64_t i = 0; i < kVectors; ++i) kept[i] = load32(pattern + kStep * i);
+  for (; bytes >= kPatternBytes; out += kPatternBytes, bytes -= kPatternBytes) {
+    for (int64_t i = 0; i < kVectors; ++i) store32(out + kStep * i, kept[i]);
+  }
+  memcpy(out, pattern, static_cast<size_t>(bytes));
+}
+
 }  // namespace
 
 constexpr RowForms vectorForms() {
@@ -242,10 +307,14 @@ constexpr RowForms vectorForms() {
   forms.from24To32 = from24To32Vector;
   forms.from32To24 = from32To24Vector;
   forms.bytesToFloat = bytesToFloatVector;
+  forms.bytesToFloatPast = bytesToFloatPastVector;
   forms.from24ToFloat = from24ToFloatVector;
   forms.floatTo32 = floatToBytesEither<4>;
   forms.floatTo24 = floatToBytesEither<3>;
   forms.fade32 = fade32Vector;
+  forms.over32 = over32Vector;
+  forms.mix32 = mix32Vector;
+  forms.fillPattern = fillPatternVector;
   return forms;
 }
 

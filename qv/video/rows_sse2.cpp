@@ -4,6 +4,8 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
+
 #include "qv/video/detail/rows_loops.h"
 
 namespace qv {
@@ -60,6 +62,28 @@ void bytesToFloatVector(uint8_t* out, const uint8_t* in, int64_t channels) {
   bytesToFloat(out + 4 * i, in + i, channels - i);
 }
 
+void streamFloats(uint8_t* p, __m128 v) {
+  _mm_stream_ps(reinterpret_cast<float*>(p), v);
+}
+
+void bytesToFloatPastVector(uint8_t* out, const uint8_t* in, int64_t channels) {
+  const __m128i zero = _mm_setzero_si128();
+  if (reinterpret_cast<uintptr_t>(out) % 4 != 0) return bytesToFloatVector(out, in, channels);
+  const auto ahead = static_cast<int64_t>(-reinterpret_cast<uintptr_t>(out) % 16 / 4);
+  int64_t i = std::min(ahead, channels);
+  bytesToFloat(out, in, i);
+  for (; i + 16 <= channels; i += 16) {
+    const __m128i bytes = loadBytes(in + i);
+    const __m128i low = _mm_unpacklo_epi8(bytes, zero), high = _mm_unpackhi_epi8(bytes, zero);
+    streamFloats(out + 4 * i, over255(_mm_unpacklo_epi16(low, zero)));
+    streamFloats(out + 4 * i + 16, over255(_mm_unpackhi_epi16(low, zero)));
+    streamFloats(out + 4 * i + 32, over255(_mm_unpacklo_epi16(high, zero)));
+    streamFloats(out + 4 * i + 48, over255(_mm_unpackhi_epi16(high, zero)));
+  }
+  _mm_sfence();
+  bytesToFloat(out + 4 * i, in + i, channels - i);
+}
+
 // The maximum first and the limits as second operands: what is no number becomes 0, as in the plain form.
 __m128i toBytes(__m128 v) {
   v = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), _mm_set1_ps(1.0f));
@@ -109,6 +133,51 @@ void fade32Vector(uint8_t* row, int64_t count, const FadeRow& fade) {
   fade32(row + 4 * x, count - x, fade);
 }
 
+// 8 channels of 16 bits, which their sum just fits.
+__m128i blendWords(__m128i a, __m128i b, __m128i weight, __m128i half) {
+  const __m128i rest = _mm_sub_epi16(_mm_set1_epi16(256), weight);
+  const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(a, rest), _mm_mullo_epi16(b, weight));
+  return _mm_srli_epi16(_mm_add_epi16(sum, half), 8);
+}
+
+void over32Vector(uint8_t* row, const uint8_t* other, int64_t count, int32_t half) {
+  const auto alphas = [](__m128i v) { return _mm_shufflehi_epi16(_mm_shufflelo_epi16(v, 0xff), 0xff); };
+  const __m128i zero = _mm_setzero_si128(), halves = _mm_set1_epi16(static_cast<int16_t>(half));
+  int64_t x = 0;
+  for (; x + 4 <= count; x += 4) {
+    const __m128i a = loadBytes(row + 4 * x), b = loadBytes(other + 4 * x);
+    const __m128i bLow = _mm_unpacklo_epi8(b, zero), bHigh = _mm_unpackhi_epi8(b, zero);
+    storeBytes(row + 4 * x,
+               _mm_packus_epi16(blendWords(_mm_unpacklo_epi8(a, zero), bLow, alphas(bLow), halves),
+                                blendWords(_mm_unpackhi_epi8(a, zero), bHigh, alphas(bHigh), halves)));
+  }
+  over32(row + 4 * x, other + 4 * x, count - x, half);
+}
+
+void mix32Vector(uint8_t* row, const uint8_t* other, int64_t count, int32_t weight, int32_t half) {
+  const __m128i zero = _mm_setzero_si128(), halves = _mm_set1_epi16(static_cast<int16_t>(half));
+  const __m128i weights = _mm_set1_epi16(static_cast<int16_t>(weight));
+  int64_t x = 0;
+  for (; x + 4 <= count; x += 4) {
+    const __m128i a = loadBytes(row + 4 * x), b = loadBytes(other + 4 * x);
+    storeBytes(row + 4 * x,
+               _mm_packus_epi16(
+                   blendWords(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero), weights, halves),
+                   blendWords(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero), weights, halves)));
+  }
+  mix32(row + 4 * x, other + 4 * x, count - x, weight, half);
+}
+
+void fillPatternVector(uint8_t* out, int64_t bytes, const uint8_t* pattern) {
+  constexpr int64_t kStep = sizeof(__m128i), kVectors = kPatternBytes / kStep;
+  __m128i kept[kVectors];
+  for (int64_t i = 0; i < kVectors; ++i) kept[i] = loadBytes(pattern + kStep * i);
+  for (; bytes >= kPatternBytes; out += kPatternBytes, bytes -= kPatternBytes) {
+    for (int64_t i = 0; i < kVectors; ++i) storeBytes(out + kStep * i, kept[i]);
+  }
+  memcpy(out, pattern, static_cast<size_t>(bytes));
+}
+
 }  // namespace
 
 constexpr RowForms vectorForms() {
@@ -116,8 +185,12 @@ constexpr RowForms vectorForms() {
   forms.mirror32 = mirror32Vector;
   forms.swapRedBlueFloat = swapRedBlueFloatVector;
   forms.bytesToFloat = bytesToFloatVector;
+  forms.bytesToFloatPast = bytesToFloatPastVector;
   forms.floatTo32 = floatTo32Vector;
   forms.fade32 = fade32Vector;
+  forms.over32 = over32Vector;
+  forms.mix32 = mix32Vector;
+  forms.fillPattern = fillPatternVector;
   return forms;
 }
 

@@ -234,6 +234,52 @@ constexpr BlendCase kBlends[] = {
     {19, {1000, 65535, 0, 100}, {400, 400, 65535, 4}, {1100, 99, 16383, 101}},
 };
 
+// A row at once gives what single pixels give, in both routes, rounded or not, for widths around a vector.
+TEST(Blend, ARowIsItsPixels) {
+  const uint16_t key[3] = {0x4000, 0x8000, 0xc000};
+  test::Random random(6);
+  for (const int32_t type : {QVPT_GRAY16, QVPT_RGB565, QVPT_RGB24, QVPT_RGB32, QVPT_RGBA32, QVPT_RGBA64}) {
+    const int64_t bytes = type == QVPT_RGBA64 ? 8 : type < QVPT_RGB24 ? 2 : type == QVPT_RGB24 ? 3 : 4;
+    for (int32_t op = 0; op < 20; ++op) {
+      for (const uint32_t mode : {3u, 0x43u, 0x40u}) {
+        QvBlendRequest request;
+        QvBlendRequest_Init(&request, op, key, 0x8000, 0x4321, 0x8000);
+        QvXchgContext c = bound(type, type, mode, &request);
+        const int64_t count = 1 + random.below(40);
+        std::vector<uint8_t> row = random.bytes(static_cast<size_t>(bytes * count));
+        const std::vector<uint8_t> other = random.bytes(row.size());
+        std::vector<uint8_t> expected = row;
+        QvXchgContext single = c;
+        for (int64_t x = 0; x < count; ++x) {
+          single.readPtr = other.data() + bytes * x;
+          single.read1(&single);
+          single.pivot.pixels[2] = single.pivot.pixels[0];
+          single.writePtr = expected.data() + bytes * x;
+          single.readPtr = single.writePtr;
+          single.read1(&single);
+          if (single.route == QVXCHG_ROUTE_BYTES) {
+            memcpy(single.pivot.bytes[1], &single.pivot.pixels[2], 4);
+          } else {
+            single.pivot.pixels[1] = single.pivot.pixels[2];
+          }
+          single.blend1(&single);
+          single.write1(&single);
+        }
+        ASSERT_EQ(QvXCHGBlendRow(&c, row.data(), other.data(), count), 0);
+        ASSERT_EQ(row, expected) << "type " << type << " operator " << op << " mode " << mode;
+      }
+    }
+  }
+  QvBlendRequest request;
+  QvBlendRequest_Init(&request, 3, nullptr, 0, 0x4000, 0);
+  uint8_t pixel[16] = {};
+  const QvXchgContext packed = bound(QVPT_PAL4, QVPT_PAL4, 3, &request), none = bound(28, 28, 3),
+                      mixed = bound(QVPT_RGB32, QVPT_RGB24, 3, &request);
+  EXPECT_EQ(QvXCHGBlendRow(&packed, pixel, pixel + 8, 1), qv::kUnsupported);
+  EXPECT_EQ(QvXCHGBlendRow(&none, pixel, pixel + 8, 1), qv::kUnsupported);
+  EXPECT_EQ(QvXCHGBlendRow(&mixed, pixel, pixel + 8, 1), qv::kInvalidArgument);
+}
+
 TEST(Blend, EachOperatorByHand) {
   const uint16_t key[3] = {0x1000, 0x2000, 0x3000};
   for (const BlendCase& row : kBlends) {

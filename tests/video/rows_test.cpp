@@ -59,6 +59,8 @@ TEST(Rows, VectorFormsGiveTheSameBytes) {
             [&](Forms f, uint8_t* o, uint8_t* i) { f.fromPalette8(o, i, n, palette.data()); });
     compare("bytes to float", 4 * n, u8(n),
             [n](Forms f, uint8_t* o, uint8_t* i) { f.bytesToFloat(o, i, n); });
+    compare("bytes to float past the caches", 4 * n, u8(n),
+            [n](Forms f, uint8_t* o, uint8_t* i) { f.bytesToFloatPast(o, i, n); });
     compare("24 to float", 16 * n, u8(3 * n),
             [n](Forms f, uint8_t* o, uint8_t* i) { f.from24ToFloat(o, i, n); });
     for (const float* d : {static_cast<const float*>(nullptr), dither}) {
@@ -70,6 +72,16 @@ TEST(Rows, VectorFormsGiveTheSameBytes) {
     compare("swap rows", n, u8(n), [n](Forms f, uint8_t* o, uint8_t* i) { f.swapRows(o, i, n); });
     const qv::FadeRow fade = {{10, 200, 255, 0}, {0, 255, 128, 77}};
     compare("fade", 0, u8(4 * n), [&](Forms f, uint8_t*, uint8_t* i) { f.fade32(i, n, fade); });
+    for (const int32_t half : {0, 128}) {
+      // The second half of the bytes lies over the first.
+      compare("over", 0, u8(8 * n), [=](Forms f, uint8_t*, uint8_t* i) { f.over32(i, i + 4 * n, n, half); });
+      for (const int32_t weight : {0, 1, 128, 255}) {
+        compare("mix", 0, u8(8 * n),
+                [=](Forms f, uint8_t*, uint8_t* i) { f.mix32(i, i + 4 * n, n, weight, half); });
+      }
+    }
+    compare("fill", 5 * n, u8(qv::kPatternBytes),
+            [=](Forms f, uint8_t* o, uint8_t* i) { f.fillPattern(o, 5 * n, i); });
   }
 }
 

@@ -17,6 +17,9 @@ struct FadeRow {
   int32_t strength[4];  // 0 to 255; 0 leaves the channel alone
 };
 
+// A multiple of every pixel's size, and of a vector's.
+inline constexpr int64_t kPatternBytes = 96;
+
 struct RowForms {
   ReadRow read[2][18];  // [exact][type - 16]
   WriteRow write[18];
@@ -33,11 +36,18 @@ struct RowForms {
   void (*fromPalette8)(uint8_t* out, const uint8_t* in, int64_t count, const uint8_t* palette);
   // Floats stand in rows of bytes, which may begin anywhere.
   void (*bytesToFloat)(uint8_t* out, const uint8_t* in, int64_t channels);  // v / 255
+  // The same past the caches, for more than they hold: what is not read back soon need not be fetched first.
+  void (*bytesToFloatPast)(uint8_t* out, const uint8_t* in, int64_t channels);
   void (*from24ToFloat)(uint8_t* out, const uint8_t* in, int64_t count);    // alpha 1
   // dither: four offsets by column, or null.
   void (*floatTo32)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
   void (*floatTo24)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
   void (*fade32)(uint8_t* row, int64_t count, const FadeRow& fade);
+  // Blend operators 1 and 3 on 32-bit pixels. half: 128 to round, 0 to cut; weight: 0 to 255.
+  void (*over32)(uint8_t* row, const uint8_t* other, int64_t count, int32_t half);
+  void (*mix32)(uint8_t* row, const uint8_t* other, int64_t count, int32_t weight, int32_t half);
+  // Pixels of any size up to 16 bytes repeat in a pattern of kPatternBytes.
+  void (*fillPattern)(uint8_t* out, int64_t bytes, const uint8_t* pattern);
 };
 
 extern const RowForms kScalarRows, kSse2Rows, kAvx2Rows;

@@ -129,6 +129,27 @@ static void fade32(uint8_t* row, int64_t count, const FadeRow& fade) {
   }
 }
 
+// a + (b - a) * weight / 256, downwards; the sum stays within 16 bits.
+QV_INLINE uint8_t blendChannel(int32_t a, int32_t b, int32_t weight, int32_t half) {
+  return static_cast<uint8_t>((a * (256 - weight) + b * weight + half) >> 8);
+}
+static void over32(uint8_t* row, const uint8_t* other, int64_t count, int32_t half) {
+  for (int64_t x = 0; x < count; ++x) {
+    const int32_t alpha = other[4 * x + 3];
+    for (int i = 0; i < 4; ++i) row[4 * x + i] = blendChannel(row[4 * x + i], other[4 * x + i], alpha, half);
+  }
+}
+static void mix32(uint8_t* row, const uint8_t* other, int64_t count, int32_t weight, int32_t half) {
+  for (int64_t i = 0; i < 4 * count; ++i) row[i] = blendChannel(row[i], other[i], weight, half);
+}
+
+static void fillPattern(uint8_t* out, int64_t bytes, const uint8_t* pattern) {
+  for (; bytes >= kPatternBytes; out += kPatternBytes, bytes -= kPatternBytes) {
+    memcpy(out, pattern, kPatternBytes);
+  }
+  memcpy(out, pattern, static_cast<size_t>(bytes));
+}
+
 template <int32_t... Index>
 constexpr RowForms makeForms(std::integer_sequence<int32_t, Index...>) {
   return {{{readRow<QVPT_PAL1 + Index, false>...}, {readRow<QVPT_PAL1 + Index, true>...}},
@@ -143,10 +164,14 @@ constexpr RowForms makeForms(std::integer_sequence<int32_t, Index...>) {
           from32To24,
           fromPalette8,
           bytesToFloat,
+          bytesToFloat,
           from24ToFloat,
           floatToBytes<4>,
           floatToBytes<3>,
-          fade32};
+          fade32,
+          over32,
+          mix32,
+          fillPattern};
 }
 constexpr RowForms plainForms() {
   return makeForms(std::make_integer_sequence<int32_t, 18>{});
