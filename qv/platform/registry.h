@@ -43,6 +43,8 @@ inline constexpr DWORD ERROR_REGISTRY_CORRUPT = 1015, ERROR_REGISTRY_IO_FAILED =
 // caller closes the handle. 161 for a path with an empty or over-long part.
 QV_API LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options,
                                REGSAM access, void* security, HKEY* opened, DWORD* disposition);
+// The same with every access, in fewer words.
+QV_API LSTATUS RegCreateKeyW(HKEY key, LPCWSTR path, HKEY* opened);
 // The same for a key that must exist; 2 when it does not. A null or empty path opens `key` once more.
 QV_API LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD options, REGSAM access, HKEY* opened);
 // Ends a handle; a predefined one stays.

@@ -64,6 +64,10 @@ TEST_F(Registry, KeysAreMadeWithThoseAboveThem) {
   EXPECT_EQ(0, RegCreateKeyExW(root, TEXT("A\\B"), 0, nullptr, 0, KEY_READ, nullptr, &key, &what));
   EXPECT_EQ(REG_OPENED_EXISTING_KEY, what);
   EXPECT_EQ(0, open(key, TEXT("c")));
+  HKEY whole = nullptr;
+  EXPECT_EQ(0, RegCreateKeyW(root, TEXT("a\\b"), &whole));
+  EXPECT_EQ(0, write(whole, TEXT("value"), "x")) << "with every access";
+  EXPECT_EQ(0, RegCloseKey(whole));
   EXPECT_EQ(0, open(key, TEXT("")));
   EXPECT_EQ(0, open(key, nullptr));
   EXPECT_EQ(kMissing, open(key, TEXT("d")));

@@ -73,7 +73,8 @@ constexpr const char* kQueries[kQueryCount] = {
     "ROLLBACK",
 };
 
-// Numbers of deleted keys never come back: an open handle must not lead to a stranger's key.
+// Numbers of deleted keys never come back, and each database begins at a number of its own: an open handle
+// must not lead to a stranger's key, not even in the database that took the place of a damaged one.
 constexpr const char* kSchema =
     "PRAGMA encoding = 'UTF-16le';"
     "PRAGMA journal_mode = WAL;"
@@ -86,7 +87,8 @@ constexpr const char* kSchema =
     " name TEXT COLLATE caseless NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, PRIMARY KEY (key, "
     "name))"
     " WITHOUT ROWID;"
-    "INSERT OR IGNORE INTO keys (id, parent, name) VALUES (1, NULL, '');";
+    "INSERT OR IGNORE INTO keys (id, parent, name) VALUES (1, NULL, '');"
+    "UPDATE sqlite_sequence SET seq = abs(random() % 4503599627370496) WHERE name = 'keys' AND seq = 1;";
 
 char16_t upper(char16_t unit) {
   if (unit < 0x80) return unit >= 'a' && unit <= 'z' ? static_cast<char16_t>(unit - 32) : unit;
@@ -176,7 +178,8 @@ class Hive {
   std::mutex& lock() { return lock_; }
 
   LSTATUS open() {
-    if (database_ != nullptr) return ERROR_SUCCESS;
+    if (database_ != nullptr && isStillThere()) return ERROR_SUCCESS;
+    close();
     path_ = hivePath(machine_);
     makeFolders(path_);
     const LSTATUS status = openAlone();
@@ -231,7 +234,18 @@ class Hive {
           sqlite3_prepare_v3(database_, kQueries[i], -1, SQLITE_PREPARE_PERSISTENT, &statements_[i], nullptr);
     }
     if (result != SQLITE_OK) close();
+    rememberFile();
     return errorOf(result);
+  }
+
+  // Another process may have set the file aside meanwhile: what is written there would be lost.
+  bool isStillThere() const {
+    struct stat facts;
+    return ::stat(path_.c_str(), &facts) == 0 && facts.st_ino == file_.st_ino && facts.st_dev == file_.st_dev;
+  }
+
+  void rememberFile() {
+    if (::stat(path_.c_str(), &file_) != 0) file_ = {};
   }
 
   void close() {
@@ -269,6 +283,7 @@ class Hive {
   std::string path_;
   sqlite3* database_ = nullptr;
   sqlite3_stmt* statements_[kQueryCount] = {};
+  struct stat file_ = {};
   bool damaged_ = false;
 };
 
@@ -471,6 +486,10 @@ LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD, LPWSTR, DWORD, REGSAM acc
   if (status != ERROR_SUCCESS) return status;
   if (disposition != nullptr) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
   return publish(operation, id, access, opened);
+}
+
+LSTATUS RegCreateKeyW(HKEY key, LPCWSTR path, HKEY* opened) {
+  return RegCreateKeyExW(key, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, opened, nullptr);
 }
 
 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD, REGSAM access, HKEY* opened) {
