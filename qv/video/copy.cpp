@@ -5,6 +5,7 @@
 #include "qv/video/detail/copy_paths.h"
 #include "qv/video/detail/palette.h"
 #include "qv/video/detail/quantiser_block.h"
+#include "qv/video/scale.h"
 
 namespace qv {
 namespace {
@@ -27,6 +28,38 @@ struct Request {
   double dstGamma, srcGamma;
 };
 
+bool interpolates(const Request& r) {
+  return (r.flags & kQualityMask) >= kInterpolatingQuality;
+}
+
+// The pairs that the scaler knows: both of four bytes, or both of four floats.
+bool scales(const Request& r) {
+  const int32_t dst = QvGetPixelType(r.dst), src = QvGetPixelType(r.src);
+  const auto isBytes = [](int32_t type) { return type == QVPT_RGB32 || type == QVPT_RGBA32; };
+  return (isBytes(dst) && isBytes(src)) || (dst == QVPT_RGBAF128 && src == QVPT_RGBAF128);
+}
+
+// Rectangles in the units of the entry.
+HRESULT runScaler(const Request& r, const RECT* dstRect, const RECT* srcRect, bool subpixel) {
+  using Entry = decltype(&QvDibScale_Bilinear);
+  static constexpr Entry kEntries[2][2] = {{QvDibScale_Bilinear, QvDibScale_BiCubic},
+                                           {QvDibScale_BilinearSubPixel, QvDibScale_BiCubicSubPixel}};
+  const Image target = imageOf(r.dst, r.dstPixels, r.dstStride),
+              source = imageOf(r.src, r.srcPixels, r.srcStride);
+  const SIZE dstSize = {target.width(), target.height()}, srcSize = {source.width(), source.height()};
+  return kEntries[subpixel][(r.flags & QVCOPY_BICUBIC) != 0](
+      target.top, &dstSize, static_cast<int32_t>(target.step), dstRect, source.top, &srcSize,
+      static_cast<int32_t>(source.step), srcRect, target.bits / 8, (r.flags & QVCOPY_AREA) != 0,
+      (r.flags & QVCOPY_REPLACE) != 0);
+}
+
+// Whether the scaler's coordinates can name all of a rectangle.
+bool withinReach(const RECT& r) {
+  constexpr int32_t kReach = INT32_MAX / kOnePixel;
+  return std::min({r.left, r.top, r.right, r.bottom}) >= -kReach &&
+         std::max({r.left, r.top, r.right, r.bottom}) <= kReach;
+}
+
 HRESULT runSubpixel(const Request& r, const RECT& dstRect, const RECT& srcRect) {
   QvDibSubpixelParam param;
   if (DibPrepareSubpixelParam(&param, r.dst, r.dstGamma, r.dstPixels, &dstRect,
@@ -40,6 +73,12 @@ HRESULT runSubpixel(const Request& r, const RECT& dstRect, const RECT& srcRect) 
 }
 
 HRESULT runWholePixels(const Request& r, const RECT* dstRect, const RECT* srcRect) {
+  const RECT target = dstRect != nullptr ? *dstRect : wholeImage(r.dst);
+  const RECT source = srcRect != nullptr ? *srcRect : wholeImage(r.src);
+  const bool sameSize = widthOf(target) == widthOf(source) && heightOf(target) == heightOf(source);
+  if (!sameSize && interpolates(r) && scales(r) && withinReach(target) && withinReach(source)) {
+    return runScaler(r, &target, &source, false);
+  }
   CopyJob job = {};
   job.target = imageOf(r.dst, r.dstPixels, r.dstStride);
   job.source = imageOf(r.src, r.srcPixels, r.srcStride);
@@ -92,8 +131,9 @@ HRESULT QvDibCopy(const BITMAPINFOHEADER* dst, void* dstPixels, const RECT* dstR
   const RECT target = dstRect != nullptr ? *dstRect : wholeImageFixed(dst);
   const RECT source = srcRect != nullptr ? *srcRect : wholeImageFixed(src);
   const bool fractional = hasFraction(target) || hasFraction(source);
-  if (fractional && (flags & kQualityMask) >= kInterpolatingQuality) {
-    return runSubpixel(request, target, source);
+  if (fractional && interpolates(request)) {
+    return scales(request) ? runScaler(request, &target, &source, true)
+                           : runSubpixel(request, target, source);
   }
   const RECT targetPixels = toPixels(target), sourcePixels = toPixels(source);
   return runWholePixels(request, dstRect != nullptr ? &targetPixels : nullptr,
