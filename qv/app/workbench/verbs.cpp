@@ -3,7 +3,7 @@
 namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
-  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), moduleVerbs(), textVerbs(),
+  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), logVerbs(), moduleVerbs(), textVerbs(),
                                                  wavVerbs()};
   return tables;
 }

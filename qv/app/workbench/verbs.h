@@ -7,6 +7,7 @@ namespace qv::workbench {
 
 std::span<const Verb> machineVerbs();
 std::span<const Verb> linesVerbs();
+std::span<const Verb> logVerbs();
 std::span<const Verb> moduleVerbs();
 std::span<const Verb> textVerbs();
 std::span<const Verb> wavVerbs();
