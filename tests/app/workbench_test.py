@@ -143,10 +143,19 @@ def test_machine_and_module():
     check("module", [b"module", b"longest_word", b"interlace"] in facts, facts)
 
 
+def test_log():
+    log = FOLDER / "logs" / "a.log"
+    code, out, err = run("set out=logs\nlog a.log plain one \"two  words\"\nlog a.log error three\n")
+    check("log", code == 0 and out == b"log\ta.log\tplain\nlog\ta.log\terror\n", err)
+    check("log file", log.read_bytes().replace(b"\r", b"") == b"one two  words\nERR three\n", log.read_bytes())
+    code, _, err = run("log a.log loud x\n")
+    check("log level", status(code) == 0x57 and b"A level is" in err, err)
+
+
 def main():
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir(parents=True)
-    for test in (test_sorting, test_searching, test_limits, test_faults, test_entry, test_machine_and_module):
+    for test in (test_sorting, test_searching, test_limits, test_faults, test_entry, test_log, test_machine_and_module):
         test()
     print(f"{passed} passed, {failed} failed")
     return 1 if failed else 0
