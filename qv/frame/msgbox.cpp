@@ -66,12 +66,6 @@ std::mutex dataLock;
 MsgBoxAppData data;
 void (*linkOpener)(HWND, const WCHAR*);
 
-// A copy, so that no lock is held while a hook or a user takes their time.
-MsgBoxAppData appData() {
-  const std::lock_guard hold(dataLock);
-  return data;
-}
-
 // What stands between the caller's arguments and a box: the text, formatted if it asks for it.
 class BoxText {
  public:
@@ -185,7 +179,7 @@ int32_t showBox(HWND window, MsgBoxRequest request) {
     return 0;
   }
   if (!request.text) request.text = TEXT("");
-  const MsgBoxAppData app = appData();
+  const MsgBoxAppData app = msgBoxAppData();
   const int32_t answer = askHookWithDetails(app, window, request);
   return answer != kNotHandled ? answer : runDialog(app, window, request);
 }
@@ -216,6 +210,12 @@ int32_t answerQuietly(uint64_t hookData, HWND, const WCHAR* text, const WCHAR*, 
 }
 
 }  // namespace
+
+// A copy, so that no lock is held while a hook or a user takes their time.
+MsgBoxAppData msgBoxAppData() {
+  const std::lock_guard hold(dataLock);
+  return data;
+}
 
 void settleButtons(MsgBoxRequest& request) {
   const std::span<const int32_t> buttons = setOf(request.flags);
@@ -276,7 +276,7 @@ int32_t QvMsgBoxSetNoUIHook(const QVMSGBOXNOUI* quiet) {
 
 int32_t QvMessageBox(HWND window, const WCHAR* text, const WCHAR* title, uint32_t flags) {
   if (!text) text = TEXT("");
-  const qv::MsgBoxAppData app = qv::appData();
+  const qv::MsgBoxAppData app = qv::msgBoxAppData();
   const int32_t answer = qv::askHook(app, window, text, flags);
   if (answer != qv::kNotHandled) return answer;
   return qv::messageCalls().systemBox(qv::parentOf(window, app), text, title ? title : app.applicationName,

@@ -1,5 +1,7 @@
 #include "qv/frame/win32error.h"
 
+#include <span>
+
 #include "qv/frame/status.h"
 
 namespace {
@@ -17,11 +19,26 @@ constexpr Row kRows[] = {
     {183, 0x8004e170},
 };
 
-}  // namespace
+constexpr Row kDialogRows[] = {
+    {0, 0x00000000},     {1, 0x80070057},     {2, 0x8007000e},     {3, 0x80070057},     {4, 0x80070057},
+    {5, 0x8007000e},     {6, 0x8004e00e},     {7, 0x8007000e},     {8, 0x8007000e},     {9, 0x8007000e},
+    {10, 0x8007000e},    {11, 0x80070057},    {12289, 0x8007000e}, {12290, 0x8004e00d}, {12291, 0x80070057},
+    {16385, 0x80070057}, {65535, 0x80070057},
+};
 
-HRESULT QvErrorHandler_TranslateWin32Error(DWORD error) {
-  for (const Row& row : kRows) {
+HRESULT translate(std::span<const Row> rows, DWORD error) {
+  for (const Row& row : rows) {
     if (row.error == error) return static_cast<HRESULT>(row.status);
   }
   return qv::kGeneralFailure;
+}
+
+}  // namespace
+
+HRESULT QvErrorHandler_TranslateWin32Error(DWORD error) {
+  return translate(kRows, error);
+}
+
+HRESULT QvErrorHandler_TranslateCommDlgError(DWORD error) {
+  return translate(kDialogRows, error);
 }

@@ -17,6 +17,9 @@ struct MsgBoxAppData {
 };
 static_assert(sizeof(MsgBoxAppData) == 312 && offsetof(MsgBoxAppData, applicationName) == 40);
 
+// A copy of what stands. Any thread.
+MsgBoxAppData msgBoxAppData();
+
 struct MsgBoxRequest {
   uint32_t flags = 0;
   const WCHAR* text = nullptr;

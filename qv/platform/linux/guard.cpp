@@ -1,7 +1,9 @@
+#include "qv/platform/linux/guard.h"
+
 #include <setjmp.h>
-#include <signal.h>
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 
 #include "qv/platform/processor.h"
@@ -57,11 +59,15 @@ void passOn(int signal, siginfo_t* info, void* context) {
   }
 }
 
+std::atomic<UnguardedFault> unguarded{nullptr};
+
 void onSignal(int signal, siginfo_t* info, void* context) {
   // A signal that another process sent has no fault to leave.
-  bool isFault = info->si_code > 0;
-  if (!innermost || !isFault) return passOn(signal, info, context);
-  siglongjmp(innermost->place, static_cast<int>(exceptionOf(signal, info->si_code)));
+  if (info->si_code <= 0) return passOn(signal, info, context);
+  const DWORD code = exceptionOf(signal, info->si_code);
+  if (innermost) siglongjmp(innermost->place, static_cast<int>(code));
+  const UnguardedFault handler = unguarded.load();
+  if (!handler || !handler(code, info, context)) passOn(signal, info, context);
 }
 
 void install() {
@@ -76,6 +82,11 @@ void install() {
 }
 
 }  // namespace
+
+void setUnguardedFault(UnguardedFault handler) {
+  install();
+  unguarded.store(handler);
+}
 
 DWORD guardedCall(void (*fn)(void* context), void* context) {
   install();
