@@ -83,13 +83,13 @@ QV_API int64_t QvHMSFToNanoTime(const _smpteval* value, double rate);
 
 // ---- Writing ----------------------------------------------------------------------------------------------
 
-// A position as text; the destination has room for it (128 characters always do, but for patterns of your
-// own).
+// A position as text. The destination has room for it: 512 characters always do (64 at rates that make
+// sense), but for patterns of your own.
 //   shortForm  not 0: without the fraction
 //   flags      kPosition flags
 //   pattern    of the formatter, for the arguments that the format gives: see docs/time.md. Null: the
-//   format's
-//              own. "$.0f" shows seconds, frames and beats cut down to whole ones, and so never reads ahead.
+//              format's own. "$.0f" shows seconds, frames and beats cut down to whole ones, and so never
+//              reads ahead.
 // Gives the length, with the "-" of a time before zero.
 QV_API int32_t QvNanoTimeToText(WCHAR* destination, const _qvposfmt* format, int64_t nanos,
                                 int32_t shortForm);

@@ -76,7 +76,7 @@ int32_t QvMeasuresAndTicksToText(WCHAR* destination, const _qvposfmt* format, in
   int64_t shown = measure;
   if (ticks < 0) {
     const auto borrowed = qv::time::floored(ticks, qv::time::ticksOf(qv::time::beatsOf(*format), *format));
-    shown += borrowed.whole;
+    if (__builtin_add_overflow(shown, borrowed.whole, &shown)) shown = INT64_MIN;
     ticks = borrowed.rest;
   }
   const int64_t perBeat = qv::time::ticksOf(1, *format);
