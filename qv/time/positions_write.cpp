@@ -2,7 +2,11 @@
 #include <algorithm>
 #include <iterator>
 
+#include "qv/core/detail/number_text.h"
+#include "qv/core/detail/render.h"
+#include "qv/core/detail/tokens.h"
 #include "qv/core/printf.h"
+#include "qv/lang/international.h"
 #include "qv/time/detail/position_rows.h"
 #include "qv/time/detail/rounding.h"
 #include "qv/time/positions.h"
@@ -13,48 +17,129 @@ namespace {
 using Text = const WCHAR*;
 
 constexpr uint32_t kUnbounded = UINT32_MAX;
+constexpr uint32_t kUnboundedRoom = 0x7fffffff;
+
+// How a position is laid out when no pattern asks for something else. The pattern of each says what it looks
+// like; those that a display shows at every tick are written straight, which is several times as fast.
+enum class Layout : uint8_t {
+  integer,        // $I64d
+  real,           // $.3f
+  whole,          // $.0f
+  clock,          // %02u$:%02u$:%02u
+  thousandths,    // %02u$:%02u$:%02u$*%03u
+  hundredths,     // %02u$:%02u$:%02u$*%02u
+  label,          // %02u:%02u:%02u:%02u
+  dropLabel,      // %02u:%02u:%02u;%02u
+  measures,       // $u$&:%u$&.%03u
+  shortMeasures,  // $u$&:%u
+  feet,           // $I64d+$I64d
+};
 
 // A place for one position's text: both ways of writing, one set of numbers.
 class Output {
  public:
-  Output(WCHAR* text, uint32_t capacity) : text_(text), capacity_(capacity) {}
+  Output(WCHAR* text, uint32_t capacity)
+      : text_(text),
+        capacity_(capacity),
+        sink_(text, capacity == kUnbounded ? kUnboundedRoom : capacity - 1) {}
 
-  void sign() {
-    if (capacity_ - length_ > 1) text_[length_++] = TEXT('-');
-  }
+  TextSink& sink() { return sink_; }
+
+  // The rest of the text, by the formatter.
   template <typename... Arguments>
   void print(Text pattern, Arguments... arguments) {
-    uint32_t added = 0;
+    WCHAR* const at = text_ + sink_.length();
     if (capacity_ == kUnbounded)
-      added = static_cast<uint32_t>(QvPrintF(text_ + length_, pattern, arguments...));
+      printed_ = static_cast<uint32_t>(QvPrintF(at, pattern, arguments...));
     else
-      QvCchPrintF(text_ + length_, capacity_ - length_, &added, pattern, arguments...);
-    length_ += added;
+      QvCchPrintF(at, capacity_ - sink_.length(), &printed_, pattern, arguments...);
   }
-  int32_t length() const { return static_cast<int32_t>(length_); }
+  int32_t finish() {
+    if (printed_ == 0) sink_.terminate();
+    return static_cast<int32_t>(sink_.length() + printed_);
+  }
 
  private:
   WCHAR* text_;
   uint32_t capacity_;
-  uint32_t length_ = 0;
+  TextSink sink_;
+  uint32_t printed_ = 0;
 };
 
 // One position on its way out: without offset and sign.
 struct Position {
   const _qvposfmt& format;
   int64_t nanos;
-  Text pattern;
+  Text pattern;  // null: the layout decides
+  Layout layout;
   bool distance;
 
   double seconds() const { return static_cast<double>(nanos) * kSecondsPerUnit; }
 };
 
-bool isWholeNumberPattern(Text pattern) {
+bool showsWholeNumber(const Position& at) {
   constexpr WCHAR kPattern[] = TEXT("$.0f");
-  return std::equal(kPattern, kPattern + 5, pattern, [](WCHAR a, WCHAR b) { return a == b; });
+  if (!at.pattern) return at.layout == Layout::whole;
+  return std::equal(kPattern, std::end(kPattern), at.pattern);
 }
 
-constexpr Text kInteger = TEXT("$I64d");
+// ---- Pieces that are written straight
+
+void putPadded(TextSink& out, uint32_t value, uint32_t width) {
+  WCHAR digits[10];
+  WCHAR* const end = std::end(digits);
+  WCHAR* first = writeDigits(value, end);
+  while (end - first < static_cast<int32_t>(width)) *--first = TEXT('0');
+  out.put(first, static_cast<size_t>(end - first));
+}
+
+void putTwo(TextSink& out, uint32_t value) {
+  WCHAR* const place = value < 100 ? out.reserve(2) : nullptr;
+  if (place)
+    writePair(value, place + 2);
+  else
+    putPadded(out, value, 2);
+}
+
+template <size_t N>
+void putSeparator(TextSink& out, const QVINATTEXT<N>& separator) {
+  out.put(separator.text, separator.length);
+}
+
+void putInteger64(TextSink& out, int64_t value) {
+  const uint64_t bits = static_cast<uint64_t>(value);
+  putInteger(out, value < 0, value < 0 ? 0 - bits : bits, true);
+}
+
+void putClock(TextSink& out, const _smpteval& value) {
+  const auto& separator = internationals().timeSeparator;
+  putTwo(out, value.hours);
+  putSeparator(out, separator);
+  putTwo(out, value.minutes);
+  putSeparator(out, separator);
+  putTwo(out, value.seconds);
+}
+
+void putLabel(TextSink& out, const _smpteval& value, WCHAR separator) {
+  putTwo(out, value.hours);
+  out.put(TEXT(':'));
+  putTwo(out, value.minutes);
+  out.put(TEXT(':'));
+  putTwo(out, value.seconds);
+  out.put(separator);
+  putTwo(out, value.frames);
+}
+
+void putFields(TextSink& out, const _smpteval& value, Layout layout) {
+  if (layout == Layout::label) return putLabel(out, value, TEXT(':'));
+  if (layout == Layout::dropLabel) return putLabel(out, value, TEXT(';'));
+  putClock(out, value);
+  if (layout == Layout::clock) return;
+  putSeparator(out, internationals().decimalSeparator);
+  putPadded(out, value.frames, layout == Layout::thousandths ? 3 : 2);
+}
+
+// ---- One writer a kind
 
 bool isTimecode(const _smpteval& value) {
   return value.format >= kSmpte30 && value.format <= kSmpte23976;
@@ -67,11 +152,17 @@ _smpteval fieldsAt(int64_t nanos, double rate) {
 }
 
 void printFields(Output& out, const Position& at, const _smpteval& value) {
+  if (!at.pattern) return putFields(out.sink(), value, at.layout);
   out.print(at.pattern, value.hours, value.minutes, value.seconds, value.frames);
 }
 
+void printInteger(Output& out, const Position& at, int64_t value) {
+  if (!at.pattern) return putInteger64(out.sink(), value);
+  out.print(at.pattern, value);
+}
+
 void writeSamples(Output& out, const Position& at) {
-  out.print(at.pattern, truncated<int64_t>(at.seconds() * at.format.sampleRate + 0.5));
+  printInteger(out, at, truncated<int64_t>(at.seconds() * at.format.sampleRate + 0.5));
 }
 
 void writeTime(Output& out, const Position& at) {
@@ -94,10 +185,10 @@ void writeSmpte(Output& out, const Position& at) {
 }
 
 void writeReal(Output& out, const Position& at, double value) {
-  if (isWholeNumberPattern(at.pattern))
-    out.print(kInteger, truncated<int64_t>(value));
+  if (showsWholeNumber(at))
+    putInteger64(out.sink(), truncated<int64_t>(value));
   else
-    out.print(at.pattern, value);
+    out.print(at.pattern ? at.pattern : TEXT("$.3f"), value);
 }
 
 void writeSeconds(Output& out, const Position& at) {
@@ -114,21 +205,24 @@ double framesOf(const Position& at) {
 
 void writeFrames(Output& out, const Position& at) {
   const double frames = framesOf(at);
-  writeReal(out, at, isWholeNumberPattern(at.pattern) ? flooredForgiving(frames) : frames);
+  writeReal(out, at, showsWholeNumber(at) ? flooredForgiving(frames) : frames);
 }
 
 void writeFeet(Output& out, const Position& at) {
   const int64_t perFoot = at.format.format == kPositionFeet40 ? kFramesPerFoot40 : kFramesPerFoot16;
   const int64_t frames = truncated<int64_t>(flooredForgiving(framesOf(at)));
-  out.print(at.pattern, frames / perFoot, frames % perFoot);
+  if (at.pattern) return out.print(at.pattern, frames / perFoot, frames % perFoot);
+  putInteger64(out.sink(), frames / perFoot);
+  out.sink().put(TEXT('+'));
+  putInteger64(out.sink(), frames % perFoot);
 }
 
 void writeNanos(Output& out, const Position& at) {
-  out.print(at.pattern, at.nanos);
+  printInteger(out, at, at.nanos);
 }
 
 void writeMicroseconds(Output& out, const Position& at) {
-  out.print(at.pattern, at.nanos / 10 + (at.nanos % 10 >= 5 ? 1 : 0));
+  printInteger(out, at, at.nanos / 10 + (at.nanos % 10 >= 5 ? 1 : 0));
 }
 
 // A part of a measure: the whole of it, and what is left.
@@ -152,54 +246,57 @@ void writeMeasures(Output& out, const Position& at) {
   const uint32_t beats = takeWhole<uint32_t>(rest);
   const uint32_t ticks = truncated<uint32_t>(rest * at.format.ticksPerBeat);
   const uint32_t first = at.format.format == kPositionMeasures && !at.distance ? 1 : 0;
-  out.print(at.pattern, measures + first, beats + first, ticks);
+  if (at.pattern) return out.print(at.pattern, measures + first, beats + first, ticks);
+  putInteger(out.sink(), false, measures + first, true);
+  putToken(out.sink(), TEXT("m.b"));
+  putInteger(out.sink(), false, beats + first, false);
+  if (at.layout == Layout::shortMeasures) return;
+  putToken(out.sink(), TEXT("b.t"));
+  putPadded(out.sink(), ticks, 3);
 }
 
-// A running clock: 9:59, 10:00, 1:00:00. The pattern depends on what there is to show.
+// A running clock: 9:59, 10:00, 1:00:00, whatever the pattern.
 void writeCompactTime(Output& out, const Position& at) {
   const _smpteval value = fieldsAt(at.nanos, 1000);
-  if (value.hours > 0)
-    out.print(TEXT("%u$:%02u$:%02u"), value.hours, value.minutes, value.seconds);
-  else
-    out.print(value.minutes >= 10 ? TEXT("%02u$:%02u") : TEXT("%u$:%02u"), value.minutes, value.seconds);
+  const auto& separator = internationals().timeSeparator;
+  TextSink& sink = out.sink();
+  if (value.hours > 0) {
+    putInteger(sink, false, value.hours, false);
+    putSeparator(sink, separator);
+    putTwo(sink, value.minutes);
+  } else {
+    putInteger(sink, false, value.minutes, false);
+  }
+  putSeparator(sink, separator);
+  putTwo(sink, value.seconds);
 }
 
 struct Row {
-  Text pattern;
-  Text shortPattern;
+  Layout layout, shortLayout;
   void (*write)(Output& out, const Position& at);
 };
 
-constexpr Text kClock = TEXT("%02u$:%02u$:%02u");
-constexpr Text kLabel = TEXT("%02u:%02u:%02u:%02u");
-constexpr Text kDropLabel = TEXT("%02u:%02u:%02u;%02u");
-constexpr Text kReal = TEXT("$.3f");
-constexpr Text kWhole = TEXT("$.0f");
-constexpr Text kMeasures = TEXT("$u$&:%u$&.%03u");
-constexpr Text kShortMeasures = TEXT("$u$&:%u");
-constexpr Text kFeet = TEXT("$I64d+$I64d");
-
 constexpr Row kRows[] = {
-    {kInteger, kInteger, writeSamples},
-    {TEXT("%02u$:%02u$:%02u$*%03u"), kClock, writeTime},
-    {kReal, kWhole, writeSeconds},
-    {TEXT("%02u$:%02u$:%02u$*%02u"), kClock, writeTimeAndFrames},
-    {kReal, kWhole, writeFrames},
-    {kMeasures, kShortMeasures, writeMeasures},
-    {kLabel, kLabel, writeSmpte},
-    {kLabel, kLabel, writeSmpte},
-    {kDropLabel, kDropLabel, writeSmpte},
-    {kLabel, kLabel, writeSmpte},
-    {kLabel, kLabel, writeSmpte},
-    {kInteger, kInteger, writeNanos},
-    {kInteger, kInteger, writeMicroseconds},
-    {kMeasures, kShortMeasures, writeMeasures},
-    {kReal, kWhole, writeBeats},
-    {kFeet, kFeet, writeFeet},
-    {kFeet, kFeet, writeFeet},
-    {kLabel, kClock, writeTime75},
-    {kLabel, kLabel, writeSmpte},
-    {kClock, kClock, writeCompactTime},
+    {Layout::integer, Layout::integer, writeSamples},
+    {Layout::thousandths, Layout::clock, writeTime},
+    {Layout::real, Layout::whole, writeSeconds},
+    {Layout::hundredths, Layout::clock, writeTimeAndFrames},
+    {Layout::real, Layout::whole, writeFrames},
+    {Layout::measures, Layout::shortMeasures, writeMeasures},
+    {Layout::label, Layout::label, writeSmpte},
+    {Layout::label, Layout::label, writeSmpte},
+    {Layout::dropLabel, Layout::dropLabel, writeSmpte},
+    {Layout::label, Layout::label, writeSmpte},
+    {Layout::label, Layout::label, writeSmpte},
+    {Layout::integer, Layout::integer, writeNanos},
+    {Layout::integer, Layout::integer, writeMicroseconds},
+    {Layout::measures, Layout::shortMeasures, writeMeasures},
+    {Layout::real, Layout::whole, writeBeats},
+    {Layout::feet, Layout::feet, writeFeet},
+    {Layout::feet, Layout::feet, writeFeet},
+    {Layout::label, Layout::clock, writeTime75},
+    {Layout::label, Layout::label, writeSmpte},
+    {Layout::clock, Layout::clock, writeCompactTime},
 };
 static_assert(std::size(kRows) == kPositionFormats);
 
@@ -218,13 +315,13 @@ int32_t write(WCHAR* destination, uint32_t capacity, const _qvposfmt& format, in
   if (capacity == 0) return 0;
   const bool distance = (flags & kPositionDistance) != 0;
   const Row& row = rowOf(format.format);
-  if (!pattern) pattern = flags & kPositionShort ? row.shortPattern : row.pattern;
+  const Layout layout = flags & kPositionShort ? row.shortLayout : row.layout;
   const int64_t shown = distance ? nanos : difference(nanos, format.rulerOffset);
   Output out(destination, capacity);
-  if (shown < 0) out.sign();
+  if (shown < 0) out.sink().put(TEXT('-'));
   const int64_t magnitude = shown >= 0 ? shown : shown == INT64_MIN ? INT64_MAX : -shown;
-  row.write(out, {format, magnitude, pattern, distance});
-  return out.length();
+  row.write(out, {format, magnitude, pattern, layout, distance});
+  return out.finish();
 }
 
 }  // namespace

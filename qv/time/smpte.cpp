@@ -59,14 +59,20 @@ void splitDay(uint32_t count, _smpteval* value) {
   split<Base>(count % (Base * 86400), value);
 }
 
-// Adds the labels that were skipped before this frame, and so turns it into a frame of the full count. The
-// first minute of ten has two frames more than the others.
+// Minutes but the tenth have two frames less, and their labels start at 2: taking off their frames alone
+// leaves the label's frame in its minute. The first of ten has the two frames more.
 void splitDropDay(uint32_t count, _smpteval* value) {
-  const uint32_t frame = count % kFramesPerDropDay;
+  const uint32_t frame = count < kFramesPerDropDay ? count : count % kFramesPerDropDay;
   const uint32_t tens = frame / kFramesPerDropTenMinutes;
   const uint32_t rest = frame - tens * kFramesPerDropTenMinutes;
   const uint32_t minute = rest < 2 ? 0 : (rest - 2) / kFramesPerDropMinute;
-  split<30>(frame + 18 * tens + 2 * minute, value);
+  const uint32_t inMinute = rest - minute * kFramesPerDropMinute;
+  const uint32_t hours = tens / 6;
+  const uint32_t seconds = inMinute / 30;
+  value->hours = hours;
+  value->minutes = (tens - hours * 6) * 10 + minute;
+  value->seconds = seconds;
+  value->frames = inMinute - seconds * 30;
 }
 
 bool isSkipped(const _smpteval& value) {
@@ -131,9 +137,30 @@ class FieldReader {
   uint32_t count_ = 0;
 };
 
+bool readPair(const WCHAR* at, uint32_t& number) {
+  const uint32_t tens = static_cast<uint32_t>(at[0]) - TEXT('0');
+  if (tens > 9) return false;
+  const uint32_t ones = static_cast<uint32_t>(at[1]) - TEXT('0');
+  number = tens * 10 + ones;
+  return ones <= 9;
+}
+
+bool isSeparator(WCHAR c) {
+  return c != 0 && !isDigit(c);
+}
+
+// A label as it is nearly always written: four pairs, one character between them. Looks at nothing behind the
+// first character that is something else.
+bool readPlainLabel(const WCHAR* text, _smpteval* value) {
+  return readPair(text, value->hours) && isSeparator(text[2]) && readPair(text + 3, value->minutes) &&
+         isSeparator(text[5]) && readPair(text + 6, value->seconds) && isSeparator(text[8]) &&
+         readPair(text + 9, value->frames) && text[11] == 0;
+}
+
 void carry(_smpteval* value) {
   if (!isValid(value->format)) return;
   const uint32_t base = formatOf(value->format).base;
+  if (value->frames < base && value->seconds < 60 && value->minutes < 60 && value->hours < 24) return;
   if (value->frames >= base) {
     value->seconds += value->frames / base;
     value->frames %= base;
@@ -219,6 +246,11 @@ int64_t QVSMPTE_SmpteLikeToNanos(double frameRate, const _smpteval* value) {
 }
 
 WCHAR QVSMPTE_TextToSMPTE(const WCHAR* text, _smpteval* value) {
+  value->reserved = 0;
+  if (qv::time::readPlainLabel(text, value)) {
+    qv::time::carry(value);
+    return 0;
+  }
   *value = {value->format, 0, 0, 0, 0, 0};
   qv::time::FieldReader reader(value);
   uint32_t empty = 0;  // fields without digits since the last number; they count at the end of the text only

@@ -123,6 +123,38 @@ TEST_F(Positions, TextsAtTheirEdges) {
   EXPECT_EQ(written(format, -5), TEXT("-9,223,372,036,854,775,807"));
 }
 
+TEST_F(Positions, OwnLayoutsAreTheirPatterns) {
+  const WCHAR* label = TEXT("%02u:%02u:%02u:%02u");
+  const WCHAR* clock = TEXT("%02u$:%02u$:%02u");
+  const struct {
+    int32_t format;
+    const WCHAR *pattern, *shortPattern;
+  } rows[] = {{0, TEXT("$I64d"), TEXT("$I64d")},
+              {1, TEXT("%02u$:%02u$:%02u$*%03u"), clock},
+              {2, TEXT("$.3f"), TEXT("$.0f")},
+              {3, TEXT("%02u$:%02u$:%02u$*%02u"), clock},
+              {4, TEXT("$.3f"), TEXT("$.0f")},
+              {5, TEXT("$u$&:%u$&.%03u"), TEXT("$u$&:%u")},
+              {7, label, label},
+              {8, TEXT("%02u:%02u:%02u;%02u"), TEXT("%02u:%02u:%02u;%02u")},
+              {11, TEXT("$I64d"), TEXT("$I64d")},
+              {12, TEXT("$I64d"), TEXT("$I64d")},
+              {13, TEXT("$u$&:%u$&.%03u"), TEXT("$u$&:%u")},
+              {14, TEXT("$.3f"), TEXT("$.0f")},
+              {15, TEXT("$I64d+$I64d"), TEXT("$I64d+$I64d")},
+              {17, label, clock}};
+  const qvtest::LocaleInForce hindi(TEXT(","), TEXT("."), 32);
+  for (const auto& row : rows) {
+    _qvposfmt format = formatOf(row.format);
+    for (const double rate : {25.0, 29.97, 1200.0})
+      for (int64_t nanos = -3; nanos < int64_t{1} << 60; nanos = nanos * 3 + 1234567) {
+        format.frameRate = format.tempo = rate;
+        ASSERT_EQ(written(format, nanos), written(format, nanos, 0, row.pattern)) << row.format;
+        ASSERT_EQ(written(format, nanos, 1), written(format, nanos, 1, row.shortPattern)) << row.format;
+      }
+  }
+}
+
 TEST_F(Positions, NoRatesAtAllAreSafe) {
   for (int32_t kind = -1; kind <= 20; ++kind) {
     _qvposfmt format = {kind, 0, 0, 0, 0, 0, 0, 0};
