@@ -40,6 +40,8 @@ TEST(Stdio, FormatsAsTheCLibrary) {
   QV_EXPECT_TEXT("-1 255 | 007|  3|3  ", TEXT("%hd %hu | %.3d|%*d|%-*d"), 0x1ffff, 0x100ff, 7, 3, 3, 3, 3);
   QV_EXPECT_TEXT("-9000000000 9000000000 ffffffffffffffff", TEXT("%I64d %lld %I64x"), -9000000000LL,
                  9000000000LL, -1LL);
+  QV_EXPECT_TEXT("-9223372036854775808 18446744073709551615 -2147483648", TEXT("%I64i %llu %i"), INT64_MIN,
+                 UINT64_MAX, INT32_MIN);
   QV_EXPECT_TEXT("7 8 9", TEXT("%I32d %ld %d"), 7, 8, 9);
   QV_EXPECT_TEXT("1.500000 1.5 0.125", TEXT("%f %.1f %g"), 1.5, 1.5, 0.125);
   QV_EXPECT_TEXT("wide|  wide|wide  |wi", TEXT("%s|%6s|%-6s|%.2s"), TEXT("wide"), TEXT("wide"), TEXT("wide"),

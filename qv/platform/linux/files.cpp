@@ -15,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "qv/platform/linux/descriptor.h"
 #include "qv/platform/linux/failure.h"
 #include "qv/platform/linux/handles.h"
 #include "qv/platform/linux/paths.h"
@@ -329,6 +330,11 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, DWORD* read, OVERLAPPED
   if (!transferAll(bytes, read, once)) return failOn({});
   bool otherSideGone = *read == 0 && bytes > 0 && (kind == S_IFIFO || kind == S_IFSOCK);
   return otherSideGone ? fail(ERROR_BROKEN_PIPE) : TRUE;
+}
+
+int qv::platform::descriptorOf(HANDLE handle) {
+  auto file = objectOf<File>(handle);
+  return file ? file->descriptor() : -1;
 }
 
 BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD bytes, DWORD* written, OVERLAPPED*) {

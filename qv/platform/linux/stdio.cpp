@@ -1,12 +1,19 @@
 #include "qv/platform/stdio.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 
 #include "qv/platform/files.h"
+#include "qv/platform/linux/descriptor.h"
 #include "qv/platform/linux/utf.h"
 #include "qv/platform/text.h"
 
@@ -86,11 +93,21 @@ bool readMode(LPCWSTR text, Mode& mode) {
   return true;
 }
 
-// What a stream stands on: a file handle, which knows the share modes.
+// What a stream stands on: a file handle, which knows the share modes. Disk files are written without its
+// detours: who writes line by line pays one call of the system's a line.
 struct Cookie {
   HANDLE file;
-  bool appends;
+  int disk;  // -1 for what is no disk file
 };
+
+// Appending is the system's: lines of several processes don't overwrite each other.
+int diskDescriptor(HANDLE file, bool appends) {
+  struct stat facts;
+  const int descriptor = platform::descriptorOf(file);
+  if (descriptor < 0 || fstat(descriptor, &facts) != 0 || !S_ISREG(facts.st_mode)) return -1;
+  if (appends && fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_APPEND) != 0) return -1;
+  return descriptor;
+}
 
 ssize_t readCookie(void* cookie, char* buffer, size_t size) {
   DWORD read = 0;
@@ -99,12 +116,17 @@ ssize_t readCookie(void* cookie, char* buffer, size_t size) {
   return failing();
 }
 
-// 0, not -1, tells the C library of a failure.
+// Fewer bytes than asked for, not -1, tell the C library of a failure.
 ssize_t writeCookie(void* cookie, const char* buffer, size_t size) {
   const Cookie& own = *static_cast<Cookie*>(cookie);
-  LARGE_INTEGER none = {};
   DWORD written = 0;
-  if (own.appends) SetFilePointerEx(own.file, none, nullptr, FILE_END);
+  if (own.disk >= 0) {
+    ssize_t done = 0;
+    do {
+      done = write(own.disk, buffer, size);
+    } while (done < 0 && errno == EINTR);
+    return std::max<ssize_t>(done, 0);
+  }
   if (!WriteFile(own.file, buffer, static_cast<DWORD>(size), &written, nullptr)) failing();
   return written;
 }
@@ -139,7 +161,7 @@ FILE* openStream(LPCWSTR path, LPCWSTR modeText, DWORD share) {
     failing();
     return nullptr;
   }
-  const auto cookie = new (std::nothrow) Cookie{file, mode.appends};
+  const auto cookie = new (std::nothrow) Cookie{file, diskDescriptor(file, mode.appends)};
   FILE* stream =
       cookie ? fopencookie(cookie, mode.native, {readCookie, writeCookie, seekCookie, closeCookie}) : nullptr;
   if (stream) return stream;
@@ -283,11 +305,30 @@ void putNumber(Output& out, const Conversion& conversion, const char* length, T 
   for (const char* c = digits; *c; ++c) out.put(static_cast<WCHAR>(*c));
 }
 
+// Most integers ask for nothing special: these skip the C library's reading of a pattern.
+template <typename T>
+void putPlain(Output& out, T value) {
+  char digits[24];
+  const char* end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
+  for (const char* c = digits; c != end; ++c) out.put(static_cast<WCHAR>(*c));
+}
+
+bool isPlain(const Conversion& conversion) {
+  return !conversion.plus && !conversion.blank && conversion.width == 0 && conversion.precision < 0 &&
+         (conversion.type == 'd' || conversion.type == 'i' || conversion.type == 'u');
+}
+
 void putInteger(Output& out, const Conversion& conversion, va_list& arguments) {
-  if (conversion.size == Size::huge) return putNumber(out, conversion, "ll", va_arg(arguments, long long));
+  const bool isUnsigned = conversion.type == 'u';
+  if (conversion.size == Size::huge) {
+    const long long value = va_arg(arguments, long long);
+    if (!isPlain(conversion)) return putNumber(out, conversion, "ll", value);
+    return isUnsigned ? putPlain(out, static_cast<unsigned long long>(value)) : putPlain(out, value);
+  }
   const int value = va_arg(arguments, int);
   const char* length = conversion.size == Size::narrow ? "h" : conversion.size == Size::tiny ? "hh" : "";
-  putNumber(out, conversion, length, value);
+  if (*length || !isPlain(conversion)) return putNumber(out, conversion, length, value);
+  return isUnsigned ? putPlain(out, static_cast<unsigned>(value)) : putPlain(out, value);
 }
 
 void putText(Output& out, const Conversion& conversion, bool narrow, va_list& arguments) {

@@ -173,6 +173,9 @@ void BoxWindow::measure() {
   if (box_.link) content = std::max(content, sizeOf(box_.link, 0, DT_SINGLELINE | DT_NOPREFIX).cx);
   width_ = std::max(left_ + content, unitsX(kMargin) + rowWidth_) + unitsX(kMargin);
   if (box_.details) width_ = std::max(width_, unitsX(kTextWidth));
+  const LONG caption =
+      sizeOf(box_.title, 0, DT_SINGLELINE | DT_NOPREFIX).cx + 2 * GetSystemMetrics(SM_CXSIZE);
+  width_ = std::max(width_, std::min(caption, unitsX(kTextWidth)));
   // A text without end must leave the buttons on the screen.
   text_.cy = std::min(text_.cy, static_cast<LONG>(GetSystemMetrics(SM_CYFULLSCREEN)) * 2 / 3);
 }
