@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -32,6 +33,7 @@ namespace {
 using NameView = std::u16string_view;
 
 constexpr int kBusyMilliseconds = 30000;
+constexpr int kLookMilliseconds = 20;
 constexpr size_t kLongestKeyName = 255;
 constexpr size_t kLongestValueName = 16383;
 constexpr int64_t kRootKey = 1;
@@ -63,7 +65,9 @@ constexpr const char* kQueries[kQueryCount] = {
     "DELETE FROM keys WHERE parent = ?1",
     "DELETE FROM vals WHERE key = ?1",
     "SELECT name, id FROM keys WHERE parent = ?1 ORDER BY name LIMIT 1 OFFSET ?2",
-    "SELECT type, data FROM vals WHERE key = ?1 AND name = ?2",
+    // A row without a type says that the key is there and the value isn't.
+    ("SELECT vals.type, vals.data FROM keys LEFT JOIN vals ON vals.key = keys.id AND vals.name = ?2 "
+     "WHERE keys.id = ?1"),
     ("INSERT INTO vals (key, name, type, data) VALUES (?1, ?2, ?3, ?4) "
      "ON CONFLICT (key, name) DO UPDATE SET type = ?3, data = ?4"),
     "DELETE FROM vals WHERE key = ?1 AND name = ?2",
@@ -96,15 +100,28 @@ char16_t upper(char16_t unit) {
   return mapped <= 0xffff ? static_cast<char16_t>(mapped) : unit;
 }
 
-int compareNames(void*, int sizeA, const void* a, int sizeB, const void* b) {
-  const NameView nameA(static_cast<const char16_t*>(a), static_cast<size_t>(sizeA) / 2);
-  const NameView nameB(static_cast<const char16_t*>(b), static_cast<size_t>(sizeB) / 2);
-  const size_t common = std::min(nameA.size(), nameB.size());
-  for (size_t i = 0; i < common; ++i) {
-    const int difference = upper(nameA[i]) - upper(nameB[i]);
+// A name as the database holds it, at any address: to have it aligned would cost a copy for each comparison.
+struct StoredName {
+  const char* bytes;
+  int size;
+  char16_t operator[](int index) const {
+    char16_t unit;
+    memcpy(&unit, bytes + 2 * index, sizeof unit);
+    return unit;
+  }
+};
+
+int compareNames(void*, int bytesA, const void* a, int bytesB, const void* b) {
+  const StoredName nameA = {static_cast<const char*>(a), bytesA / 2};
+  const StoredName nameB = {static_cast<const char*>(b), bytesB / 2};
+  const int common = std::min(nameA.size, nameB.size);
+  for (int i = 0; i < common; ++i) {
+    const char16_t unitA = nameA[i], unitB = nameB[i];
+    if (unitA == unitB) continue;
+    const int difference = upper(unitA) - upper(unitB);
     if (difference != 0) return difference;
   }
-  return static_cast<int>(nameA.size()) - static_cast<int>(nameB.size());
+  return nameA.size - nameB.size;
 }
 
 std::string environmentFolder(const char* variable, const std::string& otherwise) {
@@ -177,8 +194,10 @@ class Hive {
 
   std::mutex& lock() { return lock_; }
 
-  LSTATUS open() {
-    if (database_ != nullptr && isStillThere()) return ERROR_SUCCESS;
+  // Opens the database unless it is. Reading looks only now and then whether the file is still the one of that
+  // name, writing each time: a value that is out of date for a moment does no harm, one that is lost would.
+  LSTATUS open(bool forReading) {
+    if (database_ != nullptr && ((forReading && wasSeenJustNow()) || isStillThere())) return ERROR_SUCCESS;
     close();
     path_ = hivePath(machine_);
     makeFolders(path_);
@@ -206,7 +225,7 @@ class Hive {
   }
 
   LSTATUS flush() {
-    if (const LSTATUS status = open(); status != ERROR_SUCCESS) return status;
+    if (const LSTATUS status = open(false); status != ERROR_SUCCESS) return status;
     const int result = sqlite3_exec(database_,
                                     "PRAGMA synchronous = FULL; PRAGMA wal_checkpoint(FULL);"
                                     "PRAGMA synchronous = NORMAL;",
@@ -226,7 +245,7 @@ class Hive {
     int result = sqlite3_open_v2(path_.c_str(), &database_, kFlags, nullptr);
     if (result == SQLITE_OK) {
       sqlite3_busy_timeout(database_, kBusyMilliseconds);
-      sqlite3_create_collation(database_, "caseless", SQLITE_UTF16_ALIGNED, nullptr, compareNames);
+      sqlite3_create_collation(database_, "caseless", SQLITE_UTF16LE, nullptr, compareNames);
       result = sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr);
     }
     for (int i = 0; i < kQueryCount && result == SQLITE_OK; ++i) {
@@ -239,10 +258,19 @@ class Hive {
   }
 
   // Another process may have set the file aside meanwhile: what is written there would be lost.
-  bool isStillThere() const {
+  bool isStillThere() {
     struct stat facts;
+    seen_ = now();
     return ::stat(path_.c_str(), &facts) == 0 && facts.st_ino == file_.st_ino && facts.st_dev == file_.st_dev;
   }
+
+  static int64_t now() {
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
+  }
+
+  bool wasSeenJustNow() const { return now() - seen_ < kLookMilliseconds; }
 
   void rememberFile() {
     if (::stat(path_.c_str(), &file_) != 0) file_ = {};
@@ -284,6 +312,7 @@ class Hive {
   sqlite3* database_ = nullptr;
   sqlite3_stmt* statements_[kQueryCount] = {};
   struct stat file_ = {};
+  int64_t seen_ = 0;
   bool damaged_ = false;
 };
 
@@ -323,6 +352,7 @@ class Use {
   }
   int run() { return hive_.step(statement_); }
   int64_t number(int column) const { return sqlite3_column_int64(statement_, column); }
+  bool isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
   NameView name(int column) const {
     const void* text = sqlite3_column_text16(statement_, column);
     return {static_cast<const char16_t*>(text),
@@ -354,7 +384,7 @@ class Operation {
       return;
     }
     guard_ = std::unique_lock(hive().lock());
-    status_ = hive().open();
+    status_ = hive().open(needed == KEY_QUERY_VALUE || needed == KEY_ENUMERATE_SUB_KEYS);
   }
   ~Operation() {
     if (guard_.owns_lock()) hive().settle();
@@ -512,8 +542,9 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD*, DWORD* type, BYTE* data
   if (operation.status() != ERROR_SUCCESS) return operation.status();
   Use row = operation.use(kReadValue);
   const int result = row.bind(operation.key().id).bind(viewOf(name)).run();
-  if (result == SQLITE_DONE) return missing(operation, ERROR_FILE_NOT_FOUND);
-  return result == SQLITE_ROW ? copyData(row, 0, type, data, size) : errorOf(result);
+  if (result == SQLITE_DONE) return ERROR_KEY_DELETED;
+  if (result != SQLITE_ROW) return errorOf(result);
+  return row.isNull(0) ? static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) : copyData(row, 0, type, data, size);
 }
 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {

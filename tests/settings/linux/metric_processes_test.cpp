@@ -109,8 +109,8 @@ TEST_F(MetricProcesses, AnOldHandleLeadsNowhereInANewStore) {
     char byte = 0;
     if (QvSetMetric(metrics, 1, 5) != qv::kOk || write(fromChild[1], "r", 1) != 1) return 1;
     if (read(toChild[0], &byte, 1) != 1) return 2;
-    if (QvGetMetricEx(metrics, 1, 0, 100, kDefault) != kDefault) return 3;
-    if (QvSetMetric(metrics, 1, 6) != qv::kGeneralFailure) return 4;
+    if (QvSetMetric(metrics, 1, 6) != qv::kGeneralFailure) return 3;
+    if (QvGetMetricEx(metrics, 1, 0, 100, kDefault) != kDefault) return 4;
     return QvSetMetric(open(), 2, 8) == qv::kOk ? 0 : 5;
   });
   char byte = 0;
