@@ -126,6 +126,11 @@ const WString* Step::option(WStringView key) const {
   return found == options.rend() ? nullptr : &found->value;
 }
 
+WString Step::optionOr(WStringView key, WStringView otherwise) const {
+  const WString* value = option(key);
+  return value != nullptr ? *value : WString(otherwise);
+}
+
 void parseLine(std::string_view bytes, Step& step) {
   WString line;
   if (!decodeUtf8(bytes, line)) {

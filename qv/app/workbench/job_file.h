@@ -33,6 +33,8 @@ struct Step {
 
   // The last value given for `key`, or null.
   const WString* option(WStringView key) const;
+  // The same, or `otherwise`.
+  WString optionOr(WStringView key, WStringView otherwise) const;
 };
 
 // Splits one line, without its line end, into `step`. A blank or comment line leaves no word and no option.

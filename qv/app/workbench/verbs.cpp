@@ -3,8 +3,8 @@
 namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
-  static const std::span<const Verb> tables[] = {machineVerbs(), linesVerbs(), logVerbs(), moduleVerbs(),
-                                                 textVerbs(),    timeVerbs(),  wavVerbs()};
+  static const std::span<const Verb> tables[] = {machineVerbs(),  linesVerbs(), logVerbs(),  moduleVerbs(),
+                                                 settingsVerbs(), textVerbs(),  timeVerbs(), wavVerbs()};
   return tables;
 }
 

@@ -9,6 +9,7 @@ std::span<const Verb> machineVerbs();
 std::span<const Verb> linesVerbs();
 std::span<const Verb> logVerbs();
 std::span<const Verb> moduleVerbs();
+std::span<const Verb> settingsVerbs();
 std::span<const Verb> textVerbs();
 std::span<const Verb> timeVerbs();
 std::span<const Verb> wavVerbs();
