@@ -5,60 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "qv/platform/modules.h"
+#include "contract/folder.h"
 
 namespace {
 
-using Text = std::basic_string<WCHAR>;
-
-Text widen(const std::string& text) {
-  return Text(text.begin(), text.end());
-}
-
-// Each test works in a folder of its own, which is empty at the start and gone at the end.
-class Files : public testing::Test {
- protected:
-  void SetUp() override {
-    WCHAR temp[300];
-    ASSERT_GT(GetTempPathW(300, temp), 3u);
-    folder_ = temp + widen("qv-contract-" + std::to_string(GetCurrentProcessId()));
-    ASSERT_TRUE(CreateDirectoryW(folder_.c_str(), nullptr)) << GetLastError();
-  }
-  void TearDown() override {
-    for (const Text& name : made_) DeleteFileW(name.c_str());
-    EXPECT_TRUE(RemoveDirectoryW(folder_.c_str())) << "left behind: " << GetLastError();
-  }
-
-  Text path(const char* name) {
-    Text whole = folder_ + TEXT("\\") + widen(name);
-    made_.push_back(whole);
-    return whole;
-  }
-  HANDLE open(const Text& file, DWORD access, DWORD share, DWORD disposition) {
-    SetLastError(777);
-    return CreateFileW(file.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  }
-  void write(const Text& file, const std::string& contents) {
-    HANDLE handle = open(file, GENERIC_WRITE, 0, CREATE_ALWAYS);
-    ASSERT_NE(INVALID_HANDLE_VALUE, handle) << GetLastError();
-    DWORD written = 0;
-    EXPECT_TRUE(WriteFile(handle, contents.data(), static_cast<DWORD>(contents.size()), &written, nullptr));
-    EXPECT_EQ(contents.size(), written);
-    CloseHandle(handle);
-  }
-  std::string read(const Text& file) {
-    HANDLE handle = open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-    if (handle == INVALID_HANDLE_VALUE) return "error " + std::to_string(GetLastError());
-    std::string contents(1000, '?');
-    DWORD count = 0;
-    EXPECT_TRUE(ReadFile(handle, contents.data(), 1000, &count, nullptr));
-    CloseHandle(handle);
-    return contents.substr(0, count);
-  }
-
-  Text folder_;
-  std::vector<Text> made_;
-};
+using Files = ContractFolder;
 
 TEST_F(Files, DispositionsDecideWhatHappens) {
   struct {
@@ -282,6 +233,147 @@ TEST_F(Files, MovingReplacesOnlyWhenAsked) {
   EXPECT_EQ(ERROR_PATH_NOT_FOUND, GetLastError());
   EXPECT_TRUE(MoveFileExW(to.c_str(), from.c_str(), 0));
   EXPECT_EQ("new", read(from));
+}
+
+TEST_F(Files, AttributesThatCanBeSet) {
+  constexpr DWORD kReadOnly = FILE_ATTRIBUTE_READONLY, kHidden = FILE_ATTRIBUTE_HIDDEN,
+                  kSystem = FILE_ATTRIBUTE_SYSTEM, kArchive = FILE_ATTRIBUTE_ARCHIVE;
+  Text file = path("attributes.txt");
+  write(file, "x");
+  for (DWORD wanted : {kReadOnly, kHidden, kSystem | kArchive, kReadOnly | kHidden | kSystem, kArchive,
+                       DWORD{FILE_ATTRIBUTE_NORMAL}, DWORD{0}}) {
+    EXPECT_TRUE(SetFileAttributesW(file.c_str(), wanted)) << wanted;
+    constexpr DWORD kCounts = kReadOnly | kHidden | kSystem;
+    EXPECT_EQ(wanted & kCounts, GetFileAttributesW(file.c_str()) & kCounts) << wanted;
+  }
+  EXPECT_TRUE(SetFileAttributesW(file.c_str(), kReadOnly));
+  EXPECT_EQ(INVALID_HANDLE_VALUE, open(file, GENERIC_WRITE, 0, OPEN_EXISTING));
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
+  EXPECT_FALSE(DeleteFileW(file.c_str()));
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
+  EXPECT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL));
+  write(file, "y");
+  EXPECT_FALSE(SetFileAttributesW((folder_ + TEXT("\\missing")).c_str(), kHidden));
+  EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, GetLastError());
+}
+
+TEST_F(Files, TimesSizesAndPositionsInHalves) {
+  Text file = path("times.bin");
+  write(file, "12345");
+  HANDLE handle = open(file, GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING);
+  const FILETIME written = {0x12345678, 0x01d00000}, accessed = {0x87654320, 0x01d10000}, none = {0, 0};
+  EXPECT_TRUE(SetFileTime(handle, nullptr, &accessed, &written));
+  EXPECT_TRUE(SetFileTime(handle, nullptr, nullptr, &none)) << "0 changes nothing";
+  FILETIME times[3] = {};
+  EXPECT_TRUE(GetFileTime(handle, &times[0], &times[1], &times[2]));
+  EXPECT_EQ(accessed.dwLowDateTime, times[1].dwLowDateTime);
+  EXPECT_EQ(accessed.dwHighDateTime, times[1].dwHighDateTime);
+  EXPECT_EQ(written.dwLowDateTime, times[2].dwLowDateTime);
+  EXPECT_EQ(written.dwHighDateTime, times[2].dwHighDateTime);
+  EXPECT_NE(0u, times[0].dwHighDateTime);
+
+  DWORD high = 7;
+  EXPECT_EQ(5u, GetFileSize(handle, &high));
+  EXPECT_EQ(0u, high);
+  LONG upper = 1;
+  EXPECT_EQ(3u, SetFilePointer(handle, -2, nullptr, FILE_END));
+  EXPECT_EQ(16u, SetFilePointer(handle, 16, &upper, FILE_BEGIN));
+  EXPECT_EQ(1, upper);
+  EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, 16, nullptr, FILE_CURRENT));
+  EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+  EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, -1, nullptr, FILE_BEGIN));
+  EXPECT_EQ(DWORD{ERROR_NEGATIVE_SEEK}, GetLastError());
+  EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, -1, &(upper = 0), FILE_BEGIN));
+  EXPECT_EQ(DWORD{NO_ERROR}, GetLastError()) << "4294967295 is a place";
+  CloseHandle(handle);
+  EXPECT_EQ(INVALID_FILE_SIZE, GetFileSize(handle, &high));
+  handle = open(file, GENERIC_READ, 7, OPEN_EXISTING);
+  EXPECT_FALSE(SetFileTime(handle, nullptr, nullptr, &written));
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
+  CloseHandle(handle);
+}
+
+TEST_F(Files, CopyingTakesContentsAndFacts) {
+  Text from = path("from.txt"), to = path("to.txt");
+  write(from, "contents");
+  HANDLE handle = open(from, GENERIC_WRITE, 0, OPEN_EXISTING);
+  const FILETIME written = {0x12345678, 0x01d00000};
+  EXPECT_TRUE(SetFileTime(handle, nullptr, nullptr, &written));
+  CloseHandle(handle);
+  EXPECT_TRUE(SetFileAttributesW(from.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+  EXPECT_TRUE(CopyFileW(from.c_str(), to.c_str(), TRUE)) << GetLastError();
+  EXPECT_EQ("contents", read(to));
+  EXPECT_EQ(DWORD{FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_ARCHIVE},
+            GetFileAttributesW(to.c_str()));
+  WIN32_FILE_ATTRIBUTE_DATA facts{};
+  EXPECT_TRUE(GetFileAttributesExW(to.c_str(), GetFileExInfoStandard, &facts));
+  EXPECT_EQ(written.dwLowDateTime, facts.ftLastWriteTime.dwLowDateTime);
+  EXPECT_EQ(written.dwHighDateTime, facts.ftLastWriteTime.dwHighDateTime);
+  EXPECT_EQ(8u, facts.nFileSizeLow);
+  EXPECT_FALSE(CopyFileW(from.c_str(), to.c_str(), FALSE)) << "the target is read-only";
+  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
+  EXPECT_TRUE(SetFileAttributesW(from.c_str(), FILE_ATTRIBUTE_NORMAL));
+  EXPECT_TRUE(SetFileAttributesW(to.c_str(), FILE_ATTRIBUTE_NORMAL));
+  write(to, "something longer than that");
+  EXPECT_TRUE(CopyFileW(from.c_str(), to.c_str(), FALSE));
+  EXPECT_EQ("contents", read(to));
+}
+
+TEST_F(Files, CopyingSaysWhyNot) {
+  Text from = path("from.txt"), to = path("to.txt");
+  write(from, "new");
+  write(to, "old");
+  struct {
+    Text from, to;
+    BOOL failIfExists;
+    DWORD error;
+  } cases[] = {
+      {from, to, TRUE, ERROR_FILE_EXISTS},
+      {folder_ + TEXT("\\missing"), to, FALSE, ERROR_FILE_NOT_FOUND},
+      {folder_ + TEXT("\\no\\x"), to, FALSE, ERROR_PATH_NOT_FOUND},
+      {from, folder_ + TEXT("\\no\\x"), FALSE, ERROR_PATH_NOT_FOUND},
+      {folder_, to, FALSE, ERROR_ACCESS_DENIED},
+      {from, folder_, FALSE, ERROR_ACCESS_DENIED},
+      {from, from, FALSE, ERROR_SHARING_VIOLATION},
+      {from, folder_ + TEXT("\\what?"), FALSE, ERROR_INVALID_NAME},
+  };
+  for (const auto& each : cases) {
+    EXPECT_FALSE(CopyFileW(each.from.c_str(), each.to.c_str(), each.failIfExists)) << (&each - cases);
+    EXPECT_EQ(each.error, GetLastError()) << (&each - cases);
+  }
+  for (const Text& held : {from, to}) {
+    HANDLE handle = open(held, GENERIC_READ, 0, OPEN_EXISTING);
+    EXPECT_FALSE(CopyFileW(from.c_str(), to.c_str(), FALSE));
+    EXPECT_EQ(DWORD{ERROR_SHARING_VIOLATION}, GetLastError());
+    CloseHandle(handle);
+  }
+  EXPECT_EQ("old", read(to));
+}
+
+TEST_F(Files, FoldersOpenForTheirTimes) {
+  EXPECT_EQ(INVALID_HANDLE_VALUE, open(folder_, GENERIC_READ, 7, OPEN_EXISTING));
+  HANDLE handle = CreateFileW(folder_.c_str(), GENERIC_READ, 7, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  ASSERT_NE(INVALID_HANDLE_VALUE, handle);
+  FILETIME written{};
+  EXPECT_TRUE(GetFileTime(handle, nullptr, nullptr, &written));
+  EXPECT_NE(0u, written.dwHighDateTime);
+  EXPECT_TRUE(CloseHandle(handle));
+}
+
+TEST_F(Files, LongPathsWantThePrefix) {
+  Text folder = TEXT("\\\\?\\") + folder_;
+  std::vector<Text> folders;
+  for (int depth = 0; depth < 3; ++depth) {
+    folder += TEXT("\\") + Text(120, WCHAR{'d'});
+    EXPECT_TRUE(CreateDirectoryW(folder.c_str(), nullptr)) << GetLastError();
+    folders.push_back(folder);
+  }
+  Text file = folder + TEXT("\\x.txt");
+  write(file, "deep");
+  EXPECT_EQ("deep", read(file));
+  EXPECT_TRUE(DeleteFileW(file.c_str()));
+  for (; !folders.empty(); folders.pop_back()) EXPECT_TRUE(RemoveDirectoryW(folders.back().c_str()));
 }
 
 TEST_F(Files, NamesMayHoldAnyLanguage) {
