@@ -6,7 +6,7 @@
 
 #include "qv/files/paths.h"
 #include "qv/frame/status.h"
-#include "qv/platform/calendar.h"
+#include "qv/platform/times.h"
 #include "qv/platform/text.h"
 
 namespace qv {

@@ -16,11 +16,6 @@
 // digit comes before anything else. Negative, 0 or positive.
 QV_API int StrCmpLogicalW(LPCWSTR a, LPCWSTR b);
 
-// The next character of an 8-bit text in the system's code page; at the terminator the same place. On Linux,
-// whose code page is UTF-8, the next byte, as Windows does with that page: no byte of a longer character can
-// be taken for a separator.
-QV_API LPSTR CharNextA(LPCSTR text);
-
 // Takes a path apart: drive with its colon, folder with its last separator, name, extension with its dot (the
 // last in the name). Each part may be null with capacity 0. 0, or EINVAL for such a mismatch and a null path,
 // or ERANGE for a part that doesn't fit; all parts are then empty.

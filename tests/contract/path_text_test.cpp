@@ -24,12 +24,6 @@ TEST(PathText, SortsNamesAsPeopleDo) {
   EXPECT_EQ(0, StrCmpLogicalW(TEXT("Take 7.WAV"), TEXT("tAKE 7.wav")));
 }
 
-TEST(PathText, StepsThroughBytes) {
-  const char text[] = "a\\b";
-  EXPECT_EQ(text + 1, CharNextA(text));
-  EXPECT_EQ(text + 3, CharNextA(text + 3));
-}
-
 TEST(PathText, SplitsAPath) {
   struct {
     const WCHAR *path, *drive, *folder, *name, *extension;

@@ -6,7 +6,7 @@
 #include <ctime>
 #include <string>
 
-#include "qv/platform/calendar.h"
+#include "qv/platform/times.h"
 #include "qv/platform/files.h"
 #include "qv/platform/modules.h"
 

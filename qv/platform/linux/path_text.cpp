@@ -58,10 +58,6 @@ int StrCmpLogicalW(LPCWSTR first, LPCWSTR second) {
   return a.empty() ? (b.empty() ? 0 : -1) : 1;
 }
 
-LPSTR CharNextA(LPCSTR text) {
-  return const_cast<LPSTR>(*text ? text + 1 : text);
-}
-
 int _wsplitpath_s(const WCHAR* path, WCHAR* drive, size_t driveCapacity, WCHAR* folder, size_t folderCapacity,
                   WCHAR* name, size_t nameCapacity, WCHAR* extension, size_t extensionCapacity) {
   View rest = viewOf(path);
