@@ -44,7 +44,8 @@ constexpr const Format& formatOf(uint32_t format) {
 
 // The base is a constant, so that the divisions become multiplications.
 template <uint32_t Base>
-void split(uint32_t frames, _smpteval* value) {
+void splitDay(uint32_t count, _smpteval* value) {
+  const uint32_t frames = count < Base * 86400 ? count : count % (Base * 86400);
   const uint32_t allSeconds = frames / Base;
   const uint32_t allMinutes = allSeconds / 60;
   const uint32_t hours = allMinutes / 60;
@@ -52,11 +53,6 @@ void split(uint32_t frames, _smpteval* value) {
   value->minutes = allMinutes - hours * 60;
   value->seconds = allSeconds - allMinutes * 60;
   value->frames = frames - allSeconds * Base;
-}
-
-template <uint32_t Base>
-void splitDay(uint32_t count, _smpteval* value) {
-  split<Base>(count % (Base * 86400), value);
 }
 
 // Minutes but the tenth have two frames less, and their labels start at 2: taking off their frames alone
@@ -202,12 +198,14 @@ void borrowMinute(_smpteval* value) {
 }  // namespace qv::time
 
 void QVSMPTE_FrameCountToSMPTE(_smpteval* value, uint32_t count) {
-  switch (qv::time::formatOf(value->format).framesPerDay) {
-    case 30 * 86400:
+  switch (value->format) {
+    case kSmpte30:
+    case kSmpte2997:
       return qv::time::splitDay<30>(count, value);
-    case 25 * 86400:
+    case kSmpte25:
       return qv::time::splitDay<25>(count, value);
-    case 24 * 86400:
+    case kSmpte24:
+    case kSmpte23976:
       return qv::time::splitDay<24>(count, value);
     default:
       return qv::time::splitDropDay(count, value);
