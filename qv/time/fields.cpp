@@ -31,10 +31,6 @@ int64_t append(int64_t value, const Run& run) {
   return value;
 }
 
-int32_t valueOf(const Run& run) {
-  return static_cast<int32_t>(std::min(append(0, run), kMaxValue));
-}
-
 uint32_t thousandthsOf(const Run& run) {
   uint32_t value = 0;
   for (size_t i = 0; i < kDigitsPerGroup; ++i)
@@ -111,15 +107,15 @@ Fields readFields(const WCHAR* text, uint32_t wanted, FirstField first) {
   fields.separated = runs.separated();
   fields.end = text;
   const uint32_t joined = first == FirstField::grouped ? runsOfFirstField(runs, wanted) : 1;
-  int64_t value = 0;
-  for (uint32_t i = 0; i < joined && runs.count() > 0; ++i) value = append(value, runs[i]);
   uint32_t next = 0;
-  for (; next < runs.count() && fields.count < wanted; ++fields.count) {
-    next = fields.count == 0 ? joined - 1 : next;
-    fields.fields[fields.count] = {valueOf(runs[next]), thousandthsOf(runs[next])};
-    fields.end = runs[next++].end;
+  while (next < runs.count() && fields.count < wanted) {
+    const uint32_t last = fields.count == 0 ? joined - 1 : next;
+    int64_t value = 0;
+    for (; next <= last; ++next) value = append(value, runs[next]);
+    fields.fields[fields.count++] = {static_cast<int32_t>(std::min(value, kMaxValue)),
+                                     thousandthsOf(runs[last])};
+    fields.end = runs[last].end;
   }
-  fields.fields[0].value = fields.count > 0 ? static_cast<int32_t>(std::min(value, kMaxValue)) : 0;
   if (next >= runs.count()) fields.end = endOf(fields.end);
   return fields;
 }
