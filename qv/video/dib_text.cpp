@@ -1,4 +1,6 @@
 // Image headers in words.
+#include "qv/core/convert.h"
+#include "qv/core/printf.h"
 #include "qv/frame/status.h"
 #include "qv/video/dib.h"
 
@@ -22,24 +24,6 @@ void copyBounded(WCHAR* out, int64_t size, const char* text) {
   *out = 0;
 }
 
-void writeFourCC(uint32_t code, WCHAR* out) {
-  for (int i = 0; i < 4; ++i, code >>= 8) {
-    const uint32_t c = code & 0xff;
-    out[i] = static_cast<WCHAR>(c >= 0x20 && c <= 0x7e ? c : '.');
-  }
-  out[4] = 0;
-}
-
-char* appendNumber(char* out, int64_t value) {
-  if (value < 0) *out++ = '-';
-  uint64_t rest = value < 0 ? static_cast<uint64_t>(-value) : static_cast<uint64_t>(value);
-  uint64_t unit = 1;
-  while (rest / unit >= 10) unit *= 10;
-  for (; unit != 0; unit /= 10) *out++ = static_cast<char>('0' + rest / unit % 10);
-  *out = 0;
-  return out;
-}
-
 }  // namespace
 }  // namespace qv
 
@@ -56,7 +40,7 @@ HRESULT QvVideo_GetFormatText(uint32_t compression, WCHAR* text, int32_t size) {
       return qv::kOk;
     }
   }
-  if (text != nullptr) qv::writeFourCC(compression, text);
+  if (text != nullptr) QvFourCCToString(compression, text);
   return qv::kOk;
 }
 
@@ -65,12 +49,8 @@ HRESULT QvVideo_GetAttribsText(const BITMAPINFOHEADER* header, WCHAR* text, uint
 }
 
 HRESULT QvVideo_GetAttribsTextEx(const BITMAPINFOHEADER* header, uint64_t, WCHAR* text, uint32_t size) {
-  char whole[3 * 12];
-  char* end = qv::appendNumber(whole, header->biWidth);
-  *end++ = 'x';
-  end = qv::appendNumber(end, header->biHeight);
-  *end++ = 'x';
-  qv::appendNumber(end, header->biBitCount);
-  qv::copyBounded(text, size, whole);
+  if (text != nullptr) {
+    QvCchPrintF(text, size, nullptr, TEXT("%dx%dx%d"), header->biWidth, header->biHeight, header->biBitCount);
+  }
   return qv::kOk;
 }

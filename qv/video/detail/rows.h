@@ -38,7 +38,7 @@ struct RowForms {
   void (*bytesToFloat)(uint8_t* out, const uint8_t* in, int64_t channels);  // v / 255
   // The same past the caches, for more than they hold: what is not read back soon need not be fetched first.
   void (*bytesToFloatPast)(uint8_t* out, const uint8_t* in, int64_t channels);
-  void (*from24ToFloat)(uint8_t* out, const uint8_t* in, int64_t count);    // alpha 1
+  void (*from24ToFloat)(uint8_t* out, const uint8_t* in, int64_t count);  // alpha 1
   // dither: four offsets by column, or null.
   void (*floatTo32)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
   void (*floatTo24)(uint8_t* out, const uint8_t* in, int64_t count, const float* dither);
@@ -48,6 +48,13 @@ struct RowForms {
   void (*mix32)(uint8_t* row, const uint8_t* other, int64_t count, int32_t weight, int32_t half);
   // Pixels of any size up to 16 bytes repeat in a pattern of kPatternBytes.
   void (*fillPattern)(uint8_t* out, int64_t bytes, const uint8_t* pattern);
+
+  // Means of two rows: (a + b) / 2, cut; floats (a + b) * 0.5. out may be a or b.
+  void (*averageBytes)(uint8_t* out, const uint8_t* a, const uint8_t* b, int64_t bytes);
+  void (*averageWords)(uint16_t* a, const uint16_t* b, int64_t words);  // into a
+  void (*averageFloats)(uint8_t* out, const uint8_t* a, const uint8_t* b, int64_t floats);
+  // Every second of `count` pixels, beginning with the first.
+  void (*mergeColumns32)(uint8_t* out, const uint8_t* in, int64_t count);
 };
 
 extern const RowForms kScalarRows, kSse2Rows, kAvx2Rows;

@@ -150,6 +150,21 @@ static void fillPattern(uint8_t* out, int64_t bytes, const uint8_t* pattern) {
   memcpy(out, pattern, static_cast<size_t>(bytes));
 }
 
+static void averageBytes(uint8_t* out, const uint8_t* a, const uint8_t* b, int64_t bytes) {
+  for (int64_t i = 0; i < bytes; ++i) out[i] = static_cast<uint8_t>((a[i] & b[i]) + ((a[i] ^ b[i]) >> 1));
+}
+static void averageWords(uint16_t* a, const uint16_t* b, int64_t words) {
+  for (int64_t i = 0; i < words; ++i) a[i] = static_cast<uint16_t>((a[i] & b[i]) + ((a[i] ^ b[i]) >> 1));
+}
+static void averageFloats(uint8_t* out, const uint8_t* a, const uint8_t* b, int64_t floats) {
+  for (int64_t i = 0; i < floats; ++i) {
+    storeWord(out + 4 * i, (loadWord<float>(a + 4 * i) + loadWord<float>(b + 4 * i)) * 0.5f);
+  }
+}
+static void mergeColumns32(uint8_t* out, const uint8_t* in, int64_t count) {
+  for (int64_t x = 0; x < count; x += 2) memmove(out + 4 * x, in + 4 * x, 4);
+}
+
 template <int32_t... Index>
 constexpr RowForms makeForms(std::integer_sequence<int32_t, Index...>) {
   return {{{readRow<QVPT_PAL1 + Index, false>...}, {readRow<QVPT_PAL1 + Index, true>...}},
@@ -171,7 +186,11 @@ constexpr RowForms makeForms(std::integer_sequence<int32_t, Index...>) {
           fade32,
           over32,
           mix32,
-          fillPattern};
+          fillPattern,
+          averageBytes,
+          averageWords,
+          averageFloats,
+          mergeColumns32};
 }
 constexpr RowForms plainForms() {
   return makeForms(std::make_integer_sequence<int32_t, 18>{});
