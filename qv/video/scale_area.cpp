@@ -50,17 +50,20 @@ class RowsUnder {
   int32_t total() const { return kind_ == Across::Box ? print_.length : kOnePixel; }
 
  private:
-  void take(int k, int64_t row, int32_t weight) { taps_[k] = {row, weight}; }
+  void take(int k, int64_t row, int32_t weight) {
+    taps_[k].row = row;
+    taps_[k].weight = weight;
+  }
   struct Tap {
-    int64_t row;
-    int32_t weight;
+    int64_t row = 0;
+    int32_t weight = 0;
   };
   Across kind_;
   LinearAxis linear_;
   BoxAxis box_;
   CubicAxis cubic_;
   BoxAxis::Footprint print_ = {};
-  Tap taps_[4] = {};
+  Tap taps_[4];
   int64_t count_ = 0;
   int32_t phase_ = 0;
 };

@@ -7,13 +7,15 @@ bool ColumnTable::buildLinear(const ScaleJob& job) {
   if (!linear_.allocate(job.width())) return false;
   const LinearAxis axis(job.columns, job.sourceX, job.param.endStepX);
   int64_t inner = 0;
+  uint32_t fractions = 0;
   for (int64_t x = 0; x < job.width(); ++x) {
     const LinearAxis::Place place = axis.at(x);
     linear_.data()[x] = {static_cast<int32_t>(place.pixel),
                          (kOnePixel - place.fraction) | place.fraction << 16};
     if (place.next != place.pixel) inner = x + 1;
+    fractions |= place.fraction;
   }
-  linearColumns_ = {linear_.data(), job.width(), inner};
+  linearColumns_ = {linear_.data(), job.width(), inner, fractions % 16 == 0};
   return true;
 }
 

@@ -16,6 +16,7 @@ struct LinearColumns {
   const LinearColumn* column;
   int64_t count;
   int64_t inner;  // the first so many have a neighbour at the right
+  bool coarse;    // all fractions are multiples of 16, so that no product of two is cut
 };
 
 // The source pixels under a target column: the first and the last counted in part.

@@ -58,30 +58,42 @@ static void bilinearFloat(uint8_t* out, const uint8_t* const rows[2], const Line
   }
 }
 
+QV_INLINE int32_t rowSum8(const WeightedRows<int16_t>& rows, int64_t channel) {
+  int32_t sum = 0;
+  for (int64_t k = 0; k < rows.count; ++k) sum += rows.row[k][channel] * rows.weight[k];
+  return sum;
+}
+static void sumSpan8(float* out, const WeightedRows<int16_t>& rows, int64_t from, int64_t to) {
+  for (int64_t i = from; i < to; ++i) out[i] = static_cast<float>(rowSum8(rows, i));
+}
+static void addSpan8(double* out, const WeightedRows<int16_t>& rows, int64_t from, int64_t to) {
+  for (int64_t i = from; i < to; ++i) out[i] += static_cast<double>(rowSum8(rows, i));
+}
 static void sumRows8(float* out, const WeightedRows<int16_t>& rows, int64_t channels) {
-  for (int64_t i = 0; i < channels; ++i) {
-    int32_t sum = 0;
-    for (int64_t k = 0; k < rows.count; ++k) sum += rows.row[k][i] * rows.weight[k];
-    out[i] = static_cast<float>(sum);
-  }
+  sumSpan8(out, rows, 0, channels);
 }
 static void addRows8(double* out, const WeightedRows<int16_t>& rows, int64_t channels) {
-  for (int64_t i = 0; i < channels; ++i) {
-    int32_t sum = 0;
-    for (int64_t k = 0; k < rows.count; ++k) sum += rows.row[k][i] * rows.weight[k];
-    out[i] += static_cast<double>(sum);
+  addSpan8(out, rows, 0, channels);
+}
+// start: what is there already.
+QV_INLINE float rowSumFloat(float start, const WeightedRows<float>& rows, int64_t from, int64_t channel) {
+  for (int64_t k = from; k < rows.count; ++k)
+    start += loadWord<float>(rows.row[k] + 4 * channel) * rows.weight[k];
+  return start;
+}
+static void sumSpanFloat(float* out, const WeightedRows<float>& rows, int64_t from, int64_t to) {
+  for (int64_t i = from; i < to; ++i) {
+    out[i] = rowSumFloat(loadWord<float>(rows.row[0] + 4 * i) * rows.weight[0], rows, 1, i);
   }
 }
-static void addRowsFloat(float* out, const WeightedRows<float>& rows, int64_t channels) {
-  for (int64_t k = 0; k < rows.count; ++k) {
-    const uint8_t* row = rows.row[k];
-    const float weight = rows.weight[k];
-    for (int64_t i = 0; i < channels; ++i) out[i] += loadWord<float>(row + 4 * i) * weight;
-  }
+static void addSpanFloat(float* out, const WeightedRows<float>& rows, int64_t from, int64_t to) {
+  for (int64_t i = from; i < to; ++i) out[i] = rowSumFloat(out[i], rows, 0, i);
 }
 static void sumRowsFloat(float* out, const WeightedRows<float>& rows, int64_t channels) {
-  for (int64_t i = 0; i < channels; ++i) out[i] = loadWord<float>(rows.row[0] + 4 * i) * rows.weight[0];
-  addRowsFloat(out, {rows.row + 1, rows.weight + 1, rows.count - 1}, channels);
+  sumSpanFloat(out, rows, 0, channels);
+}
+static void addRowsFloat(float* out, const WeightedRows<float>& rows, int64_t channels) {
+  addSpanFloat(out, rows, 0, channels);
 }
 
 template <typename Number>
@@ -141,13 +153,17 @@ static void toBytes(uint8_t* out, const float* in, int64_t channels, float scale
   }
 }
 
-static void cubicRows8(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4],
-                       int64_t channels) {
-  for (int64_t i = 0; i < channels; ++i) {
+static void cubicSpan8(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4], int64_t from,
+                       int64_t to) {
+  for (int64_t i = from; i < to; ++i) {
     int32_t sum = 8192;
     for (int k = 0; k < 4; ++k) sum += rows[k][i] * weights[k];
     out[i] = static_cast<int16_t>(sum / 16384);
   }
+}
+static void cubicRows8(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4],
+                       int64_t channels) {
+  cubicSpan8(out, rows, weights, 0, channels);
 }
 static void cubicAcross8(uint8_t* out, const int16_t* in, const CubicColumn* columns, int64_t count) {
   const CubicTables& tables = cubicTables();
