@@ -37,9 +37,9 @@ class RowsUnder {
     }
   }
   int64_t count() const { return count_; }
-  int64_t row(int64_t k) const { return kind_ == Across::Box ? print_.first + k : taps_[k].row; }
+  int64_t row(int64_t k) const { return kind_ == Across::Box ? print_.first + k : tapRows_[k & 3]; }
   int32_t weight(int64_t k) const {
-    if (kind_ != Across::Box) return taps_[k].weight;
+    if (kind_ != Across::Box) return tapWeights_[k & 3];
     return k == 0 ? print_.firstWeight : k == count_ - 1 ? print_.lastWeight : kOnePixel;
   }
   // The same for floats, adding up to one.
@@ -51,19 +51,16 @@ class RowsUnder {
 
  private:
   void take(int k, int64_t row, int32_t weight) {
-    taps_[k].row = row;
-    taps_[k].weight = weight;
+    tapRows_[k] = row;
+    tapWeights_[k] = weight;
   }
-  struct Tap {
-    int64_t row = 0;
-    int32_t weight = 0;
-  };
   Across kind_;
   LinearAxis linear_;
   BoxAxis box_;
   CubicAxis cubic_;
   BoxAxis::Footprint print_ = {};
-  Tap taps_[4];
+  int64_t tapRows_[4] = {};
+  int32_t tapWeights_[4] = {};
   int64_t count_ = 0;
   int32_t phase_ = 0;
 };

@@ -26,10 +26,11 @@ struct Box {
   Colour first, most;
 };
 
-// A list of colours in order; each box takes its first colour's neighbours out of the list.
-std::vector<Box> slowBoxes(std::vector<Colour> colours, const std::array<int, 3>& shape) {
+// A list of colours in order; each box takes its first colour's neighbours out of the list, up to enough
+// boxes.
+std::vector<Box> slowBoxes(std::vector<Colour> colours, const std::array<int, 3>& shape, size_t enough) {
   std::vector<Box> boxes;
-  while (!colours.empty()) {
+  while (!colours.empty() && boxes.size() < enough) {
     Box box = {colours[0], colours[0]};
     const int t = 96 + box.first.channel[0] + box.first.channel[1] + box.first.channel[2];
     std::vector<Colour> rest;
@@ -59,15 +60,13 @@ std::vector<Box> slowPalette(const std::vector<Colour>& colours, size_t entries)
                                          {s, s, s}};
     std::vector<Box> best;
     for (const auto& shape : shapes) {
-      const std::vector<Box> boxes = slowBoxes(colours, shape);
+      const std::vector<Box> boxes = slowBoxes(colours, shape, entries + 1);
       if (boxes.size() <= entries && boxes.size() > best.size()) best = boxes;
     }
     if (!best.empty()) return best;
   }
   // However large the boxes are, there are too many.
-  std::vector<Box> first = slowBoxes(colours, {40, 40, 40});
-  first.resize(entries);
-  return first;
+  return slowBoxes(colours, {40, 40, 40}, entries);
 }
 
 std::vector<Colour> coloursOf(Picture& picture, const RECT& rect) {
