@@ -194,6 +194,17 @@ int32_t QvGetRootPathFromFilePath(const WCHAR* path, WCHAR* buffer, int32_t capa
   return qv::files::writePart(qv::files::rootOf(path), buffer, capacity);
 }
 
+int32_t QvDirectoryUpOneLevel(WCHAR* path, int32_t capacity) {
+  constexpr int32_t kShortest = 4;
+  const int32_t length = qv::files::lengthWithin(path, capacity);
+  if (length >= capacity || length >= qv::kPathCapacity || length < kShortest) return 0;
+  const View text(path, static_cast<size_t>(length));
+  const size_t last = text.substr(0, text.size() - (text.back() == '\\')).rfind('\\');
+  if (last == View::npos) return 0;
+  path[last + 1] = 0;
+  return 1;
+}
+
 int32_t QvIsMatchWildCard(const WCHAR* pattern, const WCHAR* name) {
   if (pattern[0] == '*' && pattern[1] == 0) return 1;
   for (;; ++pattern) {

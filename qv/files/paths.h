@@ -67,6 +67,11 @@ QV_API int32_t QvGetPathNameFromFilePath(const WCHAR* path, WCHAR* buffer, int32
 // failures as for QvGetPathNameFromFilePath.
 QV_API int32_t QvGetRootPathFromFilePath(const WCHAR* path, WCHAR* buffer, int32_t capacity);
 
+// Takes the last name off a path; the backslash before it stays: "C:\a\" becomes "C:\". 1, or 0 and no change
+// for a path of fewer than 4 or more than 259 characters, one that isn't terminated within `capacity`, and
+// one without a backslash.
+QV_API int32_t QvDirectoryUpOneLevel(WCHAR* path, int32_t capacity);
+
 // Whether a name matches a pattern: 1 or 0. A lone "*" matches everything, "?" is any one character, another
 // "*" runs to the next dot or to the pattern's next character, whichever comes first, and never back. Case
 // counts. Only the low byte of a character is compared; patterns in the field rely on it.

@@ -23,6 +23,11 @@ struct WindowCalls {
   HWND (*nextSibling)(HWND window);                                   // GetWindow(GW_HWNDNEXT)
   BOOL (*measure)(HDC context, LPCWSTR text, int count, SIZE* size);  // GetTextExtentPoint32W
   UINT (*ansiCodePage)();                                             // GetACP
+  BOOL (*clientRect)(HWND window, RECT* client) = nullptr;            // GetClientRect
+  HDC (*screen)() = nullptr;                                          // GetDC(nullptr)
+  void (*releaseScreen)(HDC context) = nullptr;                       // ReleaseDC(nullptr, …)
+  HFONT (*selectFont)(HDC context, HFONT font) = nullptr;             // SelectObject
+  int (*drawText)(HDC context, LPCWSTR text, int count, RECT* box, UINT flags) = nullptr;  // DrawTextW
 };
 
 // The table in use.

@@ -74,7 +74,8 @@ TEST(Paths, NameAndExtension) {
 TEST(Paths, EightBitTextIsWalkedByPairs) {
   ASSERT_EQ(0, _setmbcp(932));
   const char* path = "C:\\\x95\x5c.wav";
-  if (CharNextA(path + 3) != path + 5) GTEST_SKIP() << "Windows goes by the system's page, which has no pairs";
+  if (CharNextA(path + 3) != path + 5)
+    GTEST_SKIP() << "Windows goes by the system's page, which has no pairs";
   EXPECT_EQ(path + 3, QvGetFileNamePtrA(path));
   _setmbcp(0);
 }

@@ -13,5 +13,6 @@ std::span<const Verb> settingsVerbs();
 std::span<const Verb> textVerbs();
 std::span<const Verb> timeVerbs();
 std::span<const Verb> wavVerbs();
+std::span<const Verb> filesVerbs();
 
 }  // namespace qv::workbench

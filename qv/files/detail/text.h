@@ -6,10 +6,12 @@
 #include <new>
 #include <string_view>
 
+#include "qv/files/paths.h"
 #include "qv/platform/win32.h"
 
 namespace qv::files {
 
+using qv::kPathCapacity;
 using View = std::basic_string_view<WCHAR>;
 
 // Case as the file system folds it: one character at a time.

@@ -16,6 +16,11 @@ constexpr WindowCalls kNone = {
     [](HWND) { return HWND(); },
     [](HDC, LPCWSTR, int, SIZE*) { return FALSE; },
     [] { return kWestern; },
+    [](HWND, RECT*) { return FALSE; },
+    [] { return HDC(); },
+    [](HDC) {},
+    [](HDC, HFONT) { return HFONT(); },
+    [](HDC, LPCWSTR, int, RECT*, UINT) { return 0; },
 };
 
 const WindowCalls* inForce = &kNone;

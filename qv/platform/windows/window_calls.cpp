@@ -15,6 +15,13 @@ constexpr WindowCalls kSystem = {
       return GetTextExtentPoint32W(context, text, count, size);
     },
     [] { return GetACP(); },
+    [](HWND window, RECT* client) { return GetClientRect(window, client); },
+    [] { return GetDC(nullptr); },
+    [](HDC context) { ReleaseDC(nullptr, context); },
+    [](HDC context, HFONT font) { return static_cast<HFONT>(SelectObject(context, font)); },
+    [](HDC context, LPCWSTR text, int count, RECT* box, UINT flags) {
+      return DrawTextW(context, text, count, box, flags);
+    },
 };
 
 const WindowCalls* inForce = &kSystem;
