@@ -97,10 +97,25 @@ def test_faults():
     run(f"setting {APP} delete all")
 
 
+def test_folders():
+    code, rows, err = run("folder profile", "folder documents create=1", "folder settings sub=Verbs version=2.1",
+                          "folder documents")
+    kinds = [(row[1], row[3]) for row in rows]
+    check("folders", code == 0 and kinds == [("profile", "visible"), ("documents", "visible"), ("settings", "hidden"),
+                                             ("documents", "visible")], (kinds, err))
+    check("the application's own", rows[2][2].endswith("\\Verbs\\2.1\\"), rows)
+    check("an unknown one", run("folder nowhere")[2].startswith("line 1\t0x8004e00a\t"))
+    _, rows, err = run('folder presets app="Verb Test" version=2.1 set=C:\\Presets', 'folder presets app="Verb Test" version=2.1')
+    check("presets", rows == [["folder", "presets", "C:\\Presets"]] * 2, err)
+    _, rows, err = run("folder components set=C:\\Shared", "folder themes set=C:\\Own")
+    check("shared", [row[2] for row in rows] == ["C:\\Shared\\", "C:\\Own\\"], (rows, err))
+    run(f"setting {APP} delete all")
+
+
 def main():
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir(parents=True)
-    for test in (test_values, test_round_trip, test_faults):
+    for test in (test_values, test_round_trip, test_faults, test_folders):
         test()
     print(f"{passed} passed, {failed} failed")
     return 1 if failed else 0

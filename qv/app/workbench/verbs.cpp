@@ -4,7 +4,8 @@ namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
   static const std::span<const Verb> tables[] = {machineVerbs(),  linesVerbs(), logVerbs(),  moduleVerbs(),
-                                                 settingsVerbs(), textVerbs(),  timeVerbs(), wavVerbs(), filesVerbs()};
+                                                 settingsVerbs(), textVerbs(),  timeVerbs(), wavVerbs(),
+                                                 filesVerbs(),    folderVerbs()};
   return tables;
 }
 
