@@ -30,7 +30,7 @@ bool readEntry(LPCWSTR path, std::string* native, Entry* entry) {
 bool readItself(LPCWSTR path, std::string* native, Entry* entry) {
   if (!nativePath(path, native)) return false;
   std::string bare = native->substr(0, native->find_last_not_of('/') + 1);
-  if (!bare.empty() && readEntry(AT_FDCWD, bare.c_str(), entry) &&
+  if (bare != *native && !bare.empty() && readEntry(AT_FDCWD, bare.c_str(), entry) &&
       (isFolder(*entry) || entry->linkToFolder)) {
     *native = bare;
     return true;

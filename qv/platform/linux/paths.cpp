@@ -260,9 +260,12 @@ bool fullPath(std::u16string_view path, std::u16string* full) {
   Start start = startOf(path);
   if (start.error) return fail(start.error);
   std::u16string_view rest = path.substr(start.length);
-  std::u16string current = windowsPath(currentFolder());
+  std::u16string current;
   Names names;
-  if (!start.fromRoot) walk(std::u16string_view(current).substr(2), &names);
+  if (!start.fromRoot) {
+    current = windowsPath(currentFolder());
+    walk(std::u16string_view(current).substr(2), &names);
+  }
   walk(rest, &names);
   bool slashAtEnd = !rest.empty() && isSlash(rest.back());
   if (!slashAtEnd && !start.verbatim) trimEnd(&names);
