@@ -4,6 +4,7 @@
 #include "qv/app/detail/entry.h"
 #include "qv/files/paths.h"
 #include "qv/frame/errorreport.h"
+#include "qv/frame/errors.h"
 #include "qv/frame/kernel.h"
 #include "qv/frame/msgbox.h"
 #include "qv/frame/status.h"
@@ -17,6 +18,19 @@ enum ExitCode : int32_t { kNoContext = 0, kNotPrepared = 1, kNoArgument = 2 };
 HRESULT realCoInitialize() {
   return CoInitialize(nullptr);
 }
+
+DWORD mainThread;
+
+LONG CALLBACK reportException(EXCEPTION_POINTERS* exception) {
+  return QvErrorHandler_ExceptionFilter(exception, GetCurrentThreadId() == mainThread ? "main" : "worker");
+}
+
+// A fault that nobody handles becomes a message before it ends the process.
+void realCatchExceptions() {
+  mainThread = GetCurrentThreadId();
+  platform::catchFaults(reportException);
+}
+
 const WCHAR* realCommandLine() {
   return GetCommandLineW();
 }
@@ -24,9 +38,9 @@ void realCoUninitialize() {
   CoUninitialize();
 }
 
-constexpr EntryPort kRealPort = {realCoInitialize,   QvKernel_EarlyInitialize, QvLang_Open,
-                                 QvMsgBoxSetAppData, QvGetModulePath,          realCommandLine,
-                                 realCoUninitialize};
+constexpr EntryPort kRealPort = {realCoInitialize, realCatchExceptions, QvKernel_EarlyInitialize,
+                                 QvLang_Open,      QvMsgBoxSetAppData,  QvGetModulePath,
+                                 realCommandLine,  realCoUninitialize};
 EntryPort port = kRealPort;
 
 // What lives to the end of the process: nothing frees it, and leak checkers find it here.
@@ -69,6 +83,7 @@ int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
   using namespace qv;
   if (const HRESULT status = port.coInitialize(); FAILED(status)) return status;
   ErrorReport_Initialize(1);
+  port.catchExceptions();
   app = {};
   app.module = module;
   port.earlyInitialize(module, 0);

@@ -51,5 +51,8 @@ static_assert(offsetof(QVJOB, release) == 32);
 // the job's context could not be made, 1 when the job could not get ready, 2 when the command line has no
 // argument for it, 0x8004e00c when it was cancelled, else the job's result. Main thread, once.
 //
+// A processor fault that nobody handles, on whichever thread, is shown as an error message with its description
+// as details, and ends the process with the exception's code as exit code.
+//
 // The way out is short: nothing of the toolkit is taken down, the end of the process does that.
 QV_API int32_t QvApp_Main(HMODULE module, const QVJOB* job);

@@ -8,6 +8,7 @@
 //   SetUnhandledExceptionFilter(report);
 #pragma once
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 #ifndef _WIN32
@@ -78,3 +79,15 @@ QV_API SIZE_T VirtualQuery(LPCVOID address, MEMORY_BASIC_INFORMATION* informatio
 QV_API DWORD GetModuleFileNameA(HMODULE module, LPSTR path, DWORD capacity);
 
 #endif
+
+namespace qv::platform {
+
+// What a filter may use of the stack after an overflow.
+constexpr ULONG kFilterStack = 128 * 1024;
+
+// Puts a filter in place for the whole process, stack overflows of the calling thread included, on Windows
+// those of every thread: there a thread of its own runs the filter when the overflowing one has no room for
+// it. Main thread; the filter is not null and stays.
+QV_API void catchFaults(LPTOP_LEVEL_EXCEPTION_FILTER filter);
+
+}  // namespace qv::platform

@@ -34,7 +34,7 @@ QVAPP* application;
 WText argument;
 int context;
 
-#define QV_BEFORE "com report1 kernel language name path "
+#define QV_BEFORE "com report1 catch kernel language name path "
 #define QV_AFTER " shutdown uncom"
 
 const Case kCases[] = {
@@ -46,7 +46,7 @@ const Case kCases[] = {
     {"the kernel fails", 0, true, false, false, 0, TEXT("edit tour.qvjob"), false, 77,
      QV_BEFORE "create prepare run" QV_AFTER},
     {"no language", 0, false, true, false, 0, TEXT("edit tour.qvjob"), false, 77,
-     "com report1 kernel language path create prepare run" QV_AFTER},
+     "com report1 catch kernel language path create prepare run" QV_AFTER},
     {"no context", 0, false, false, true, 0, TEXT("edit tour.qvjob"), false, 0, QV_BEFORE "create" QV_AFTER},
     {"not prepared", 0, false, false, false, qv::kGeneralFailure, TEXT("edit tour.qvjob"), false, 1,
      QV_BEFORE "create prepare release" QV_AFTER},
@@ -107,6 +107,7 @@ class Entry : public testing::Test {
                          note("com");
                          return now.com;
                        },
+                       [] { note("catch"); },
                        [](HMODULE module, uint32_t flags) {
                          note(module == kModule && flags == 0 ? "kernel" : "?");
                          return now.kernelFails ? 0 : 1;

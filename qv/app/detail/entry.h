@@ -7,6 +7,7 @@ namespace qv {
 
 struct EntryPort {
   HRESULT (*coInitialize)();
+  void (*catchExceptions)();
   int32_t (*earlyInitialize)(HMODULE module, uint32_t flags);
   HRESULT (*openLanguage)(HQVLANG* language, HMODULE module, LCID lcid, uint32_t ringSize);
   int32_t (*setAppData)(HINSTANCE instance, HWND mainWindow, const WCHAR* applicationName);

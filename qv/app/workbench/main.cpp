@@ -4,6 +4,7 @@
 
 #include "qv/app/entry.h"
 #include "qv/app/workbench/session.h"
+#include "qv/core/printf.h"
 #include "qv/frame/msgbox.h"
 
 namespace {
@@ -22,13 +23,16 @@ void writeMessage(void*, const WCHAR* text) {
 
 // A job runs without a user: what would stand in a box goes to standard error, and its first button answers.
 HRESULT prepareJob(void*) {
+  QvPrintF_AddToken(TEXT("AppName"), TEXT("Workbench"));
   static constexpr QVMSGBOXNOUI kQuiet = {writeMessage, nullptr, 0};
   QvMsgBoxSetNoUIHook(&kQuiet);
   return 0;
 }
 
 // The context lives to the end of the process; what has to be written is written when the session ends here.
-int32_t runJob(void*, const WCHAR* jobFile) { return qv::workbench::Session(jobFile).run(); }
+int32_t runJob(void* context, const WCHAR* jobFile) {
+  return qv::workbench::Session(jobFile, static_cast<WorkbenchJob*>(context)->app->language).run();
+}
 
 void releaseJob(void* context) { delete static_cast<WorkbenchJob*>(context); }
 

@@ -4,6 +4,8 @@
 #include <new>
 
 #include "qv/app/workbench/files.h"
+#include "qv/app/workbench/languages.h"
+#include "qv/frame/errors.h"
 #include "qv/frame/status.h"
 
 namespace qv::workbench {
@@ -40,6 +42,21 @@ std::string hexStatus(HRESULT status) {
   return text;
 }
 
+// A report is one line: what separates sentences becomes a blank, what separates lines of details a tab.
+std::string onOneLine(WStringView text, char separator) {
+  std::string line;
+  bool pending = false;
+  for (const char c : encodeUtf8(text)) {
+    const bool isBreak = c == '\n' || c == '\r';
+    if (!isBreak && pending && !line.empty()) line += separator;
+    if (!isBreak) line += c;
+    pending = isBreak;
+  }
+  return line;
+}
+
+constexpr uint32_t kDuringCommand = 45, kDuringScript = 46;  // contexts
+
 // "set" stands for settings alone on a line, so that `set out=x` and `out=x` say the same.
 bool isSettings(const Step& step) {
   return step.words.empty() || (step.words.size() == 1 && step.words[0] == TEXT("set"));
@@ -54,20 +71,23 @@ bool isSwitchedOn(const Step& step, WStringView key) {
 
 Field::Field(int64_t value) : text(widen(std::to_string(value))) {}
 
-Session::Session(WString jobFile) : jobFile_(std::move(jobFile)), jobFolder_(folderOf(jobFile_)) {}
+Session::Session(WString jobFile, HQVLANG language)
+    : jobFile_(std::move(jobFile)), jobFolder_(folderOf(jobFile_)), language_(language) {}
 
 Session::~Session() { flush(); }
 
 HRESULT Session::run() {
   if (const HRESULT status = load(); FAILED(status)) return status;
   HRESULT result = kOk;
+  const LCID atFirst = language();
   if (!checkAhead(result)) return result;
+  setLanguage(atFirst);
   keepGoing_ = false;
   for (const Step& step : steps_) {
     const HRESULT status = runStep(step);
     flush();
     if (!FAILED(status)) continue;
-    report(step.line, status);
+    report(step, status);
     if (!FAILED(result)) result = status;
     if (!keepGoing_) break;
   }
@@ -77,8 +97,7 @@ HRESULT Session::run() {
 HRESULT Session::load() {
   InputFile file;
   if (const HRESULT status = file.open(jobFile_); FAILED(status)) {
-    fail(status, TEXT("The job file could not be opened: ") + jobFile_);
-    report(0, status);
+    report({}, status);
     return status;
   }
   steps_ = readSteps([&file](char* buffer, size_t capacity) { return file.read(buffer, capacity); });
@@ -91,17 +110,21 @@ bool Session::checkAhead(HRESULT& status) {
   bool keepGoing = false;
   for (const Step& step : steps_) {
     const Verb* verb = step.words.empty() ? nullptr : findVerb(step.words[0]);
+    QvErrorHandler_DetailsInit();
     status = step.fault;
-    sentence_ = step.message;
-    if (status == 0 && isSettings(step)) {
+    if (status != 0) {
+      fail(status, step.message);
+    } else if (isSettings(step)) {
+      // A slip is told in the language that the job has chosen by then.
+      if (const WString* text = step.option(TEXT("language"))) chooseLanguage(*text);
       if (step.option(TEXT("keep-going")) != nullptr) keepGoing = isSwitchedOn(step, TEXT("keep-going"));
-    } else if (status == 0 && verb == nullptr) {
+    } else if (verb == nullptr) {
       status = fail(kNotFound, TEXT("There is no verb ") + step.words[0] + TEXT("."));
-    } else if (status == 0) {
+    } else {
       status = checkCall(*verb, step);
     }
     if (FAILED(status) && !keepGoing) {
-      report(step.line, status);
+      report(step, status);
       return false;
     }
   }
@@ -110,7 +133,7 @@ bool Session::checkAhead(HRESULT& status) {
 }
 
 HRESULT Session::runStep(const Step& step) {
-  sentence_.clear();
+  QvErrorHandler_DetailsInit();
   if (step.fault != 0) return fail(step.fault, step.message);
   if (isSettings(step)) return applySettings(step);
   const Verb* verb = findVerb(step.words[0]);
@@ -119,7 +142,7 @@ HRESULT Session::runStep(const Step& step) {
   try {
     return verb->run(*this, step);
   } catch (const std::bad_alloc&) {
-    return fail(kOutOfMemory, TEXT("The system is low on memory."));
+    return kOutOfMemory;
   }
 }
 
@@ -145,6 +168,8 @@ HRESULT Session::applySettings(const Step& step) {
       if (!outFolder_.empty() && outFolder_.back() != '/' && outFolder_.back() != '\\') outFolder_ += '/';
     } else if (option.key == TEXT("keep-going")) {
       keepGoing_ = option.value != TEXT("0");
+    } else if (option.key == TEXT("language")) {
+      if (const HRESULT status = chooseLanguage(option.value); FAILED(status)) return status;
     } else {
       return fail(kNotFound, TEXT("There is no setting ") + option.key + TEXT("."));
     }
@@ -175,15 +200,41 @@ void Session::output(std::string_view bytes) {
   if (pending_.size() >= kFlushBytes) flush();
 }
 
-HRESULT Session::fail(HRESULT status, WString sentence) {
-  sentence_ = std::move(sentence);
+HRESULT Session::fail(HRESULT status, const WString& sentence) {
+  QvErrorHandler_DetailsAddString(status, TEXT("%s"), sentence.c_str());
   return status;
 }
 
-void Session::report(uint32_t line, HRESULT status) {
+LCID Session::language() const {
+  const LCID chosen = QvLang_GetLCID(language_);
+  return chosen != 0 ? chosen : GetUserDefaultUILanguage();
+}
+
+bool Session::setLanguage(LCID lcid) {
+  if (lcid == language()) return true;
+  return QvLang_UpdateKernelLCID(language_, lcid, 0) != 0;
+}
+
+HRESULT Session::chooseLanguage(const WString& text) {
+  LCID lcid = 0;
+  if (parseLcid(text, lcid) && hasTexts(lcid) && setLanguage(lcid)) return kOk;
+  return fail(kNotFound, TEXT("There are no texts in the language ") + text + TEXT("."));
+}
+
+// One line: where, the status, what was being done and why it failed, and each line of details.
+void Session::report(const Step& step, HRESULT status) {
   flush();
-  const std::string text = "line " + std::to_string(line) + "\t" + hexStatus(status) + "\t" + encodeUtf8(sentence_);
-  writeStream(STD_ERROR_HANDLE, text + "\n");
+  const bool inCommand = step.fault == 0 && !step.words.empty();
+  const WString& argument = inCommand ? step.words[0] : jobFile_;
+  const WCHAR* message =
+      QvErrorHandler_GetErrorMessage(QVERRORCONTEXT(inCommand ? kDuringCommand : kDuringScript), status,
+                                     argument.c_str());
+  std::string line = "line " + std::to_string(step.line) + "\t" + hexStatus(status) + "\t" + onOneLine(message, ' ');
+  if (const WCHAR* details = QvErrorHandler_DetailsInfo(nullptr, nullptr, nullptr)) {
+    line += '\t' + onOneLine(details, '\t');
+  }
+  QvErrorHandler_DetailsInit();
+  writeStream(STD_ERROR_HANDLE, line + "\n");
 }
 
 void Session::flush() {

@@ -15,6 +15,7 @@
 #include <span>
 
 #include "qv/app/workbench/job_file.h"
+#include "qv/lang/lang.h"
 
 namespace qv::workbench {
 
@@ -41,7 +42,8 @@ struct Field {
 
 class Session {
  public:
-  explicit Session(WString jobFile);
+  // language: the application's; its words, and the toolkit's, follow "set language=LCID". May be null.
+  explicit Session(WString jobFile, HQVLANG language = nullptr);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -58,8 +60,12 @@ class Session {
   void record(std::initializer_list<Field> fields);
   // Bytes of a result as they are.
   void output(std::string_view bytes);
-  // Gives `status` back and keeps the sentence that explains it, for the report of this step.
-  HRESULT fail(HRESULT status, WString sentence);
+  // Gives `status` back and adds the sentence that explains it to the details of this step's report.
+  HRESULT fail(HRESULT status, const WString& sentence);
+
+  // The language of the words, the user's at first; and another one: false when it can't be had.
+  LCID language() const;
+  bool setLanguage(LCID lcid);
 
  private:
   HRESULT load();
@@ -67,13 +73,14 @@ class Session {
   HRESULT runStep(const Step& step);
   HRESULT applySettings(const Step& step);
   HRESULT checkCall(const Verb& verb, const Step& step);
-  void report(uint32_t line, HRESULT status);
+  HRESULT chooseLanguage(const WString& text);
+  void report(const Step& step, HRESULT status);
   void flush();
 
   WString jobFile_;
   WString jobFolder_;
   WString outFolder_;
-  WString sentence_;
+  HQVLANG language_;
   bool keepGoing_ = false;
   std::vector<Step> steps_;
   std::string pending_;

@@ -1,6 +1,7 @@
 // Text: the formatter, the conversions between values and text, the messages in 18 languages, the locale.
 #include <charconv>
 
+#include "qv/app/workbench/languages.h"
 #include "qv/app/workbench/verbs.h"
 #include "qv/core/convert.h"
 #include "qv/core/printf.h"
@@ -280,13 +281,6 @@ const TextRecord* findRecord(const WString& english) {
   return nullptr;
 }
 
-bool parseLcid(const WString& text, LCID& lcid) {
-  const WCHAR* end = nullptr;
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  lcid = hex ? QvHexToDWordToken(text.c_str(), &end) : QvTextToDWordToken(text.c_str(), &end);
-  return lcid != 0 && end != nullptr && *end == 0;
-}
-
 HRESULT runSay(Session& session, const Step& step) {
   LCID lcid = 0;
   if (!parseLcid(step.words[1], lcid)) {
@@ -300,13 +294,10 @@ HRESULT runSay(Session& session, const Step& step) {
   return kOk;
 }
 
-constexpr LCID kLanguages[] = {0x0409, 0x0411, 0x0407, 0x040a, 0x040c, 0x0804, 0x0404, 0x0406, 0x040b,
-                               0x0410, 0x0412, 0x0413, 0x0414, 0x0416, 0x0816, 0x0419, 0x041d, 0x0415};
-
 HRESULT runLanguages(Session& session, const Step&) {
   int32_t count = 0;
   const NamedRecord* records = textRecords(&count);
-  for (const LCID lcid : kLanguages) {
+  for (const LCID lcid : languages()) {
     Language language;
     if (const HRESULT status = language.open(lcid); FAILED(status)) return status;
     int32_t translated = 0;

@@ -5,6 +5,7 @@
 
 namespace qv::workbench {
 
+std::span<const Verb> errorVerbs();
 std::span<const Verb> machineVerbs();
 std::span<const Verb> linesVerbs();
 std::span<const Verb> logVerbs();

@@ -202,6 +202,13 @@ DWORD giveBytes(std::string_view text, LPSTR buffer, DWORD capacity) {
 }
 
 }  // namespace
+
+void catchFaults(LPTOP_LEVEL_EXCEPTION_FILTER filter) {
+  ULONG stack = kFilterStack;
+  SetThreadStackGuarantee(&stack);
+  SetUnhandledExceptionFilter(filter);
+}
+
 }  // namespace qv::platform
 
 using namespace qv::platform;
