@@ -6,12 +6,16 @@
 namespace qv {
 namespace {
 
-// The rows of a stretched image are stretched once each and kept for the target rows that follow.
+// Where target rows share source rows, these are stretched once each and kept.
 class BilinearBytes {
  public:
   BilinearBytes(const ScaleJob& job, const ColumnTable& columns)
-      : job_(job), columns_(columns.linear()), axis_(job.rows, job.sourceY, job.param.endStepY) {}
-  bool allocate() { return job_.forms->linearRow8 == nullptr || stretched_.allocate(job_.width() * 8); }
+      : job_(job),
+        columns_(columns.linear()),
+        axis_(job.rows, job.sourceY, job.param.endStepY),
+        keeps_(job.forms->linearRow8 != nullptr &&
+               (!job.forms->mixesUnstretched || job.param.endStepY < kSharingStep)) {}
+  bool allocate() { return !keeps_ || stretched_.allocate(job_.width() * 8); }
   void make(uint8_t* out, int64_t y) {
     const LinearAxis::Place place = axis_.at(y);
     const uint8_t* rows[2] = {job_.sourceRow(place.pixel), job_.sourceRow(place.next)};
@@ -20,9 +24,11 @@ class BilinearBytes {
   }
 
  private:
+  static constexpr int32_t kSharingStep = kOnePixel + kOnePixel / 2;
+
   // Neighbours have places of their own.
   const float* stretch(const uint8_t* row, int64_t y) {
-    if (job_.forms->linearRow8 == nullptr) return nullptr;
+    if (!keeps_) return nullptr;
     float* place = stretched_.data() + (y & 1) * job_.width() * 4;
     if (kept_[y & 1] != y) job_.forms->linearRow8(place, row, columns_);
     kept_[y & 1] = y;
@@ -32,6 +38,7 @@ class BilinearBytes {
   const ScaleJob& job_;
   const LinearColumns& columns_;
   LinearAxis axis_;
+  bool keeps_;
   Scratch<float> stretched_;
   int64_t kept_[2] = {-1, -1};
 };

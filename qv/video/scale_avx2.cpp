@@ -22,22 +22,22 @@ void storeEight(void* p, __m256 v) {
   _mm256_storeu_ps(static_cast<float*>(p), v);
 }
 
-// Two target pixels a turn, one a half.
-void linearRow8(float* out, const uint8_t* row, const LinearColumns& columns) {
+// Two target pixels of a row, stretched.
+QV_INLINE __m256 stretchTwo(const uint8_t* row, const LinearColumn* c) {
   const __m256i pairs = _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1, 0, -1, 4, -1,
                                          1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
-  const __m256i weightOf = _mm256_setr_epi32(1, 1, 1, 1, 3, 3, 3, 3);
+  const __m256i weights = _mm256_permutevar8x32_epi32(
+      _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(c))),
+      _mm256_setr_epi32(1, 1, 1, 1, 3, 3, 3, 3));
+  const __m256i both =
+      _mm256_inserti128_si256(_mm256_castsi128_si256(load8Bytes(row + int64_t{c[0].pixel} * 4)),
+                              load8Bytes(row + int64_t{c[1].pixel} * 4), 1);
+  return _mm256_cvtepi32_ps(_mm256_madd_epi16(_mm256_shuffle_epi8(both, pairs), weights));
+}
+
+void linearRow8(float* out, const uint8_t* row, const LinearColumns& columns) {
   int64_t x = 0;
-  for (; x + 2 <= columns.inner; x += 2) {
-    const LinearColumn* c = columns.column + x;
-    const __m256i weights = _mm256_permutevar8x32_epi32(
-        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(c))), weightOf);
-    const __m256i both =
-        _mm256_inserti128_si256(_mm256_castsi128_si256(load8Bytes(row + int64_t{c[0].pixel} * 4)),
-                                load8Bytes(row + int64_t{c[1].pixel} * 4), 1);
-    const __m256i sum = _mm256_madd_epi16(_mm256_shuffle_epi8(both, pairs), weights);
-    storeEight(out + 4 * x, _mm256_cvtepi32_ps(sum));
-  }
+  for (; x + 2 <= columns.inner; x += 2) storeEight(out + 4 * x, stretchTwo(row, columns.column + x));
   for (; x < columns.count; ++x) {
     const LinearColumn& c = columns.column[x];
     const uint8_t* left = row + int64_t{c.pixel} * 4;
@@ -48,59 +48,90 @@ void linearRow8(float* out, const uint8_t* row, const LinearColumns& columns) {
 }
 
 // Eight channels each of four vectors, 0 to 255, as bytes in their order.
-__m256i packBytes(const __m256i parts[4]) {
+QV_INLINE __m256i packBytes(const __m256i parts[4]) {
   const __m256i bytes =
       _mm256_packus_epi16(_mm256_packs_epi32(parts[0], parts[1]), _mm256_packs_epi32(parts[2], parts[3]));
   return _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
 }
 
-void mixCoarse(uint8_t* out, const float* const stretched[2], int64_t channels, uint32_t fy) {
-  const int32_t below = static_cast<int32_t>(fy) >> 4, above = 1024 - below;
-  const __m256i wAbove = _mm256_set1_epi32(above), wBelow = _mm256_set1_epi32(below);
-  int64_t i = 0;
-  for (; i + 32 <= channels; i += 32) {
+// Two rows that have been stretched before, or that are stretched on the way.
+struct Stretched {
+  const float* const* rows;
+  __attribute__((always_inline)) __m256 two(int row, int64_t x) const { return loadEight(rows[row] + 4 * x); }
+};
+struct Stretching {
+  const uint8_t* const* rows;
+  const LinearColumn* column;
+  __attribute__((always_inline)) __m256 two(int row, int64_t x) const {
+    return stretchTwo(rows[row], column + x);
+  }
+};
+
+// Both mix eight pixels a turn and give back how many they have done.
+template <typename Source>
+QV_INLINE int64_t mixCoarse(uint8_t* out, const Source& source, int64_t count, uint32_t fy) {
+  const __m256i wBelow = _mm256_set1_epi32(static_cast<int32_t>(fy) >> 4);
+  const __m256i wAbove = _mm256_sub_epi32(_mm256_set1_epi32(1024), wBelow);
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
     __m256i bytes[4];
     for (int k = 0; k < 4; ++k) {
-      const __m256i a = _mm256_srli_epi32(_mm256_cvttps_epi32(loadEight(stretched[0] + i + 8 * k)), 4);
-      const __m256i b = _mm256_srli_epi32(_mm256_cvttps_epi32(loadEight(stretched[1] + i + 8 * k)), 4);
+      const __m256i a = _mm256_srli_epi32(_mm256_cvttps_epi32(source.two(0, x + 2 * k)), 4);
+      const __m256i b = _mm256_srli_epi32(_mm256_cvttps_epi32(source.two(1, x + 2 * k)), 4);
       const __m256i sum = _mm256_add_epi32(_mm256_mullo_epi32(a, wAbove), _mm256_mullo_epi32(b, wBelow));
       bytes[k] = _mm256_srli_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(1 << 19)), 20);
     }
-    store(out + i, packBytes(bytes));
+    store(out + 4 * x, packBytes(bytes));
   }
-  for (; i < channels; ++i) out[i] = coarseChannel(stretched[0][i], stretched[1][i], above, below);
+  return x;
+}
+template <typename Source>
+QV_INLINE int64_t mixFine(uint8_t* out, const Source& source, int64_t count, const uint8_t* const rows[2],
+                          const LinearColumns& columns, uint32_t fy) {
+  // Fifteen places behind the point, the step between two bytes moved to zero with some room before it.
+  constexpr float kScale = 32768.0f * kFromFraction28;
+  constexpr int32_t kRoom = 3, kWindow = 8;
+  const __m256 above = _mm256_set1_ps(static_cast<float>(static_cast<int32_t>(16384 - fy)) * kScale);
+  const __m256 below = _mm256_set1_ps(static_cast<float>(static_cast<int32_t>(fy)) * kScale);
+  const __m256i half = _mm256_set1_epi32(16384 + kRoom), places = _mm256_set1_epi32(32767);
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
+    __m256i bytes[4], nearest = places;
+    for (int k = 0; k < 4; ++k) {
+      const __m256 sum = _mm256_add_ps(_mm256_mul_ps(source.two(0, x + 2 * k), above),
+                                       _mm256_mul_ps(source.two(1, x + 2 * k), below));
+      const __m256i v = _mm256_add_epi32(_mm256_cvtps_epi32(sum), half);
+      bytes[k] = _mm256_srli_epi32(v, 15);
+      nearest = _mm256_min_epi32(nearest, _mm256_and_si256(v, places));
+    }
+    store(out + 4 * x, packBytes(bytes));
+    if (_mm256_movemask_epi8(_mm256_cmpgt_epi32(_mm256_set1_epi32(kWindow), nearest)) != 0) {
+      bilinearSpan8(out, rows, columns, fy, x, x + 8);
+    }
+  }
+  return x;
 }
 
 void bilinear8Vector(uint8_t* out, const uint8_t* const rows[2], const float* const stretched[2],
                      const LinearColumns& columns, uint32_t fy) {
-  if (columns.coarse && fy % 16 == 0) return mixCoarse(out, stretched, columns.count * 4, fy);
-  const __m256 above = _mm256_set1_ps(static_cast<float>(static_cast<int32_t>(16384 - fy)) * kFromFraction28);
-  const __m256 below = _mm256_set1_ps(static_cast<float>(static_cast<int32_t>(fy)) * kFromFraction28);
-  const __m256 lowStep = _mm256_set1_ps(kBelowStep), highStep = _mm256_set1_ps(kAboveStep);
-  int64_t x = 0;
-  for (; x + 8 <= columns.count; x += 8) {
-    __m256i bytes[4], sure = _mm256_set1_epi32(-1);
-    for (int k = 0; k < 4; ++k) {
-      const int64_t i = 4 * x + 8 * k;
-      const __m256 sum = _mm256_add_ps(_mm256_mul_ps(loadEight(stretched[0] + i), above),
-                                       _mm256_mul_ps(loadEight(stretched[1] + i), below));
-      bytes[k] = _mm256_cvttps_epi32(_mm256_add_ps(sum, lowStep));
-      const __m256i high = _mm256_cvttps_epi32(_mm256_add_ps(sum, highStep));
-      sure = _mm256_and_si256(sure, _mm256_cmpeq_epi32(bytes[k], high));
-    }
-    if (_mm256_movemask_epi8(sure) != -1) {
-      bilinearSpan8(out, rows, columns, fy, x, x + 8);
-      continue;
-    }
-    store(out + 4 * x, packBytes(bytes));
+  const bool coarse = columns.coarse && fy % 16 == 0;
+  int64_t done;
+  if (stretched[0] != nullptr) {
+    const Stretched source = {stretched};
+    done = coarse ? mixCoarse(out, source, columns.count, fy)
+                  : mixFine(out, source, columns.count, rows, columns, fy);
+  } else {
+    const Stretching source = {rows, columns.column};
+    done = coarse ? mixCoarse(out, source, columns.inner, fy)
+                  : mixFine(out, source, columns.inner, rows, columns, fy);
   }
-  bilinearSpan8(out, rows, columns, fy, x, columns.count);
+  bilinearSpan8(out, rows, columns, fy, done, columns.count);
 }
 
 // Thirty-two channels of two rows, weighted and added. A part holds four channels of each half.
 struct Sums {
   __m256i part[4];
-  void add(const uint8_t* a, const uint8_t* b, __m256i weights) {
+  __attribute__((always_inline)) void add(const uint8_t* a, const uint8_t* b, __m256i weights) {
     const __m256i zero = _mm256_setzero_si256(), p = load(a), q = load(b);
     const __m256i low = _mm256_unpacklo_epi8(p, q), high = _mm256_unpackhi_epi8(p, q);
     const __m256i pairs[4] = {_mm256_unpacklo_epi8(low, zero), _mm256_unpackhi_epi8(low, zero),
@@ -108,15 +139,15 @@ struct Sums {
     for (int k = 0; k < 4; ++k) part[k] = _mm256_add_epi32(part[k], _mm256_madd_epi16(pairs[k], weights));
   }
   // Eight channels in their order.
-  __m256i eight(int k) const {
+  __attribute__((always_inline)) __m256i eight(int k) const {
     const __m256i a = part[k % 2 * 2], b = part[k % 2 * 2 + 1];
     return k < 2 ? _mm256_permute2x128_si256(a, b, 0x20) : _mm256_permute2x128_si256(a, b, 0x31);
   }
 };
-__m256i pairOfWeights(int32_t a, int32_t b) {
+QV_INLINE __m256i pairOfWeights(int32_t a, int32_t b) {
   return _mm256_set1_epi32((a & 0xffff) | static_cast<int32_t>(static_cast<uint32_t>(b) << 16));
 }
-Sums sumsAt(const WeightedRows<int16_t>& rows, int64_t i) {
+QV_INLINE Sums sumsAt(const WeightedRows<int16_t>& rows, int64_t i) {
   Sums sums = {};
   int64_t k = 0;
   for (; k + 2 <= rows.count; k += 2) {
@@ -180,7 +211,7 @@ void toBytesVector(uint8_t* out, const float* in, int64_t channels, float scale)
 }
 
 // (v + 8192) / 16384, towards zero.
-__m256i roundedColumn(__m256i v) {
+QV_INLINE __m256i roundedColumn(__m256i v) {
   v = _mm256_add_epi32(v, _mm256_set1_epi32(8192));
   return _mm256_srai_epi32(_mm256_add_epi32(v, _mm256_srli_epi32(_mm256_srai_epi32(v, 31), 18)), 14);
 }
@@ -201,7 +232,7 @@ void cubicRows8Vector(int16_t* out, const uint8_t* const rows[4], const int16_t 
 }
 
 // Four pixels times four weights; the first two pixels in one half, the last two in the other.
-__m256i cubicSum(const int16_t* in, const CubicColumn& column, const CubicTables& tables) {
+QV_INLINE __m256i cubicSum(const int16_t* in, const CubicColumn& column, const CubicTables& tables) {
   const __m256i pairs = _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15, 0, 1, 8, 9, 2,
                                          3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
   const __m256i weights =
@@ -209,7 +240,7 @@ __m256i cubicSum(const int16_t* in, const CubicColumn& column, const CubicTables
                                   _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1));
   return _mm256_madd_epi16(_mm256_shuffle_epi8(load(in + int64_t{column.tap} * 4), pairs), weights);
 }
-__m256i twoPixels(__m256i a, __m256i b) {
+QV_INLINE __m256i twoPixels(__m256i a, __m256i b) {
   const __m256i sum =
       _mm256_add_epi32(_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31));
   return _mm256_srai_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(8192)), 14);  // below zero all is one
@@ -232,6 +263,7 @@ constexpr ScaleForms vectorScale() {
   ScaleForms forms = plainScale();
   forms.linearRow8 = linearRow8;
   forms.bilinear8 = bilinear8Vector;
+  forms.mixesUnstretched = true;
   forms.bilinearFloat = bilinearFloatVector;
   forms.sumRows8 = sumRows8Vector;
   forms.addRows8 = addRows8Vector;

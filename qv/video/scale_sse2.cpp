@@ -15,7 +15,7 @@ void store(void* p, __m128i v) {
 }
 
 // Two neighbours of eight bytes as pairs of words.
-__m128i pairsOf(const uint8_t* p) {
+QV_INLINE __m128i pairsOf(const uint8_t* p) {
   const __m128i words = _mm_unpacklo_epi8(load8Bytes(p), _mm_setzero_si128());
   return _mm_unpacklo_epi16(words, _mm_srli_si128(words, 8));
 }
@@ -67,7 +67,7 @@ void bilinear8Vector(uint8_t* out, const uint8_t* const rows[2], const float* co
 // Sixteen channels of two rows, weighted and added.
 struct Sums {
   __m128i part[4];
-  void add(const uint8_t* a, const uint8_t* b, __m128i weights) {
+  __attribute__((always_inline)) void add(const uint8_t* a, const uint8_t* b, __m128i weights) {
     const __m128i zero = _mm_setzero_si128(), p = load(a), q = load(b);
     const __m128i low = _mm_unpacklo_epi8(p, q), high = _mm_unpackhi_epi8(p, q);
     const __m128i pairs[4] = {_mm_unpacklo_epi8(low, zero), _mm_unpackhi_epi8(low, zero),
@@ -75,10 +75,10 @@ struct Sums {
     for (int k = 0; k < 4; ++k) part[k] = _mm_add_epi32(part[k], _mm_madd_epi16(pairs[k], weights));
   }
 };
-__m128i pairOfWeights(int32_t a, int32_t b) {
+QV_INLINE __m128i pairOfWeights(int32_t a, int32_t b) {
   return _mm_set1_epi32((a & 0xffff) | static_cast<int32_t>(static_cast<uint32_t>(b) << 16));
 }
-Sums sumsAt(const WeightedRows<int16_t>& rows, int64_t i) {
+QV_INLINE Sums sumsAt(const WeightedRows<int16_t>& rows, int64_t i) {
   Sums sums = {};
   int64_t k = 0;
   for (; k + 2 <= rows.count; k += 2) {
@@ -137,7 +137,7 @@ void toBytesVector(uint8_t* out, const float* in, int64_t channels, float scale)
 }
 
 // (v + 8192) / 16384, towards zero.
-__m128i roundedColumn(__m128i v) {
+QV_INLINE __m128i roundedColumn(__m128i v) {
   v = _mm_add_epi32(v, _mm_set1_epi32(8192));
   return _mm_srai_epi32(_mm_add_epi32(v, _mm_srli_epi32(_mm_srai_epi32(v, 31), 18)), 14);
 }
@@ -174,6 +174,7 @@ constexpr ScaleForms vectorScale() {
   ScaleForms forms = plainScale();
   forms.linearRow8 = linearRow8;
   forms.bilinear8 = bilinear8Vector;
+  forms.mixesUnstretched = false;
   forms.bilinearFloat = bilinearFloatVector;
   forms.sumRows8 = sumRows8Vector;
   forms.addRows8 = addRows8Vector;

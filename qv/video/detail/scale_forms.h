@@ -53,7 +53,7 @@ struct ScaleForms {
   // A row stretched: p0 * (16384 - fraction) + p1 * fraction for each channel. Null when bilinear8 has no use
   // for it.
   void (*linearRow8)(float* out, const uint8_t* row, const LinearColumns& columns);
-  // Two rows mixed. stretched: both rows through linearRow8, or null.
+  // Two rows mixed. stretched: both rows through linearRow8; nulls where the form does without.
   void (*bilinear8)(uint8_t* out, const uint8_t* const rows[2], const float* const stretched[2],
                     const LinearColumns& columns, uint32_t fraction);
   void (*bilinearFloat)(uint8_t* out, const uint8_t* const rows[2], const LinearColumns& columns,
@@ -76,6 +76,8 @@ struct ScaleForms {
 
   void (*cubicRows8)(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4], int64_t channels);
   void (*cubicAcross8)(uint8_t* out, const int16_t* in, const CubicColumn* columns, int64_t count);
+
+  bool mixesUnstretched;  // bilinear8 does without stretched rows
 };
 
 extern const ScaleForms kScalarScale, kSse2Scale, kAvx2Scale;

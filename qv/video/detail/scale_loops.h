@@ -193,7 +193,8 @@ constexpr ScaleForms plainScale() {
           cubicAcross<double>,
           toBytes,
           cubicRows8,
-          cubicAcross8};
+          cubicAcross8,
+          true};
 }
 
 }  // namespace qv::QV_FORM
