@@ -7,6 +7,7 @@
 
 #include "qv/frame/status.h"
 #include "qv/video/copy.h"
+#include "qv/video/interlace.h"
 #include "tests/video/support/guarded.h"
 #include "tests/video/support/picture.h"
 #include "tests/video/support/slow_scale.h"
@@ -472,6 +473,60 @@ TEST(Scale, ThreadsMakeNoDifference) {
     }
   }
   omp_set_num_threads(threads);
+}
+
+// ---- Checksums that another program made
+
+enum class GoldenKind { Linear, Cubic, Box, Fields };
+struct Golden {
+  GoldenKind kind;
+  SIZE source, target;  // for fields, the target's first number is the field
+  uint32_t seed, checksum;
+};
+constexpr Golden kGolden[] = {
+#include "tests/golden/scale_golden.inc"
+};
+
+uint32_t checksumOf(Pixels& pixels) {
+  uint32_t state = 2166136261u;
+  for (int32_t y = 0; y < pixels.size.cy; ++y) {
+    for (int32_t i = 0; i < pixels.size.cx * 4; ++i) state = (state ^ pixels.row(y)[i]) * 16777619u;
+  }
+  return state;
+}
+
+TEST(Scale, MatchesTheOtherProgram) {
+  for (const Golden& g : kGolden) {
+    const bool fields = g.kind == GoldenKind::Fields;
+    // An image's first row lies last.
+    Pixels from(g.source.cx, g.source.cy, 4, 1, fields);
+    uint32_t state = g.seed;
+    for (int32_t y = 0; y < g.source.cy; ++y) {
+      for (int32_t i = 0; i < g.source.cx * 4; ++i) {
+        state = state * 1664525 + 1013904223;
+        from.row(y)[i] = static_cast<uint8_t>(state >> 24);
+      }
+    }
+    const SIZE& size = fields ? g.source : g.target;
+    Pixels to(size.cx, size.cy, 4, 2, fields);
+    for (const test::Level& level : test::kLevels) {
+      const AtLevel at(level);
+      to.fill(3);
+      if (fields) {
+        BITMAPINFO info;
+        QvVideo_InitBitmapInfo(&info, QVPT_RGB32, static_cast<uint32_t>(size.cx),
+                               static_cast<uint32_t>(size.cy), nullptr, 0, nullptr);
+        QvDibCopyInterlace(&info.bmiHeader, to.row(size.cy - 1), nullptr, static_cast<uint32_t>(-to.stride),
+                           &info.bmiHeader, from.row(size.cy - 1), nullptr,
+                           static_cast<uint32_t>(-from.stride), static_cast<uint32_t>(g.target.cx),
+                           QVCOPY_QUALITY_SMOOTH);
+      } else {
+        scaleWhole(to, nullptr, from, nullptr, 4,
+                   {g.kind == GoldenKind::Cubic, g.kind == GoldenKind::Box, false});
+      }
+      EXPECT_EQ(checksumOf(to), g.checksum) << level.name << " " << static_cast<int>(g.kind) << " " << g.seed;
+    }
+  }
 }
 
 // ---- The copy goes through the scaler
