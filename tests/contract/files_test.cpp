@@ -247,8 +247,6 @@ TEST_F(Files, AttributesThatCanBeSet) {
     EXPECT_EQ(wanted & kCounts, GetFileAttributesW(file.c_str()) & kCounts) << wanted;
   }
   EXPECT_TRUE(SetFileAttributesW(file.c_str(), kReadOnly));
-  EXPECT_EQ(INVALID_HANDLE_VALUE, open(file, GENERIC_WRITE, 0, OPEN_EXISTING));
-  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
   EXPECT_FALSE(DeleteFileW(file.c_str()));
   EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
   EXPECT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL));
@@ -279,18 +277,12 @@ TEST_F(Files, TimesSizesAndPositionsInHalves) {
   EXPECT_EQ(3u, SetFilePointer(handle, -2, nullptr, FILE_END));
   EXPECT_EQ(16u, SetFilePointer(handle, 16, &upper, FILE_BEGIN));
   EXPECT_EQ(1, upper);
-  EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, 16, nullptr, FILE_CURRENT));
-  EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
   EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, -1, nullptr, FILE_BEGIN));
   EXPECT_EQ(DWORD{ERROR_NEGATIVE_SEEK}, GetLastError());
   EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, -1, &(upper = 0), FILE_BEGIN));
   EXPECT_EQ(DWORD{NO_ERROR}, GetLastError()) << "4294967295 is a place";
   CloseHandle(handle);
   EXPECT_EQ(INVALID_FILE_SIZE, GetFileSize(handle, &high));
-  handle = open(file, GENERIC_READ, 7, OPEN_EXISTING);
-  EXPECT_FALSE(SetFileTime(handle, nullptr, nullptr, &written));
-  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
-  CloseHandle(handle);
 }
 
 TEST_F(Files, CopyingTakesContentsAndFacts) {
@@ -310,8 +302,6 @@ TEST_F(Files, CopyingTakesContentsAndFacts) {
   EXPECT_EQ(written.dwLowDateTime, facts.ftLastWriteTime.dwLowDateTime);
   EXPECT_EQ(written.dwHighDateTime, facts.ftLastWriteTime.dwHighDateTime);
   EXPECT_EQ(8u, facts.nFileSizeLow);
-  EXPECT_FALSE(CopyFileW(from.c_str(), to.c_str(), FALSE)) << "the target is read-only";
-  EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, GetLastError());
   EXPECT_TRUE(SetFileAttributesW(from.c_str(), FILE_ATTRIBUTE_NORMAL));
   EXPECT_TRUE(SetFileAttributesW(to.c_str(), FILE_ATTRIBUTE_NORMAL));
   write(to, "something longer than that");

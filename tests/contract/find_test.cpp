@@ -48,10 +48,7 @@ TEST_F(Find, PatternsMatchAsTheyDo) {
       {"*c.t*", "abc.tar.gz"},
       {"noext*", "noext"},
       {"noext.*", "noext"},
-      {"noext???", "noext"},
-      {"x.w??", "x.w"},
       {"s?b", "sub"},
-      {"s?b?", "sub"},
       {"a.wav", "a.wav"},
       {"missing", "error 2"},
       {"*.zip", "error 2"},
@@ -60,7 +57,6 @@ TEST_F(Find, PatternsMatchAsTheyDo) {
       {"sub\\*", ". .."},
       {"sub\\x*", "error 2"},
       {"missing\\*", "error 3"},
-      {"a.wav\\*", "error 267"},
       {"s*\\x", "error 123"},
   };
   for (const auto& each : cases) {

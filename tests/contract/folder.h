@@ -8,6 +8,7 @@
 
 #include "qv/platform/files.h"
 #include "qv/platform/modules.h"
+#include "qv/platform/system.h"
 
 using Text = std::basic_string<WCHAR>;
 
@@ -21,7 +22,8 @@ class ContractFolder : public testing::Test {
   void SetUp() override {
     WCHAR temp[300];
     ASSERT_GT(GetTempPathW(300, temp), 3u);
-    folder_ = temp + widen("qv-contract-" + std::to_string(GetCurrentProcessId()));
+    folder_ = temp + widen("qv-contract-" + std::to_string(GetCurrentProcessId()) + "-" +
+                           std::to_string(GetTickCount64()));
     ASSERT_TRUE(CreateDirectoryW(folder_.c_str(), nullptr)) << GetLastError();
   }
   void TearDown() override {

@@ -26,7 +26,7 @@ TEST_F(Volumes, AreOfSomeKind) {
   ASSERT_TRUE(GetVolumeInformationW(TEXT("C:\\"), label, 64, &serial, &longest, &flags, kind, 64));
   EXPECT_EQ(255u, longest);
   EXPECT_EQ(Text(TEXT("NTFS")), kind);
-  EXPECT_TRUE(flags & FILE_UNICODE_ON_DISK);
+  EXPECT_TRUE(flags & FILE_CASE_PRESERVED_NAMES);
   EXPECT_TRUE(GetVolumeInformationW(TEXT("C:\\"), nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0));
   EXPECT_FALSE(GetVolumeInformationW(TEXT("Q:\\"), nullptr, 0, nullptr, nullptr, nullptr, kind, 64));
   EXPECT_FALSE(GetVolumeInformationW((folder_ + TEXT("\\missing\\")).c_str(), nullptr, 0, nullptr, nullptr,
