@@ -12,6 +12,8 @@ namespace {
 
 constexpr int64_t kPiece = 192;  // pixels of v210 at a time: whole groups, whole chroma, whole dithers
 
+constexpr int64_t kPastBytes = 4 << 20;  // results from here on are stored past the caches
+
 // A piece of a v210 row at the top of 16-bit words.
 struct Unpacked {
   uint8_t y[kPiece * 2], uv[kPiece * 2];
@@ -98,10 +100,17 @@ void sampleRow(const Decode& job, bool floats, int64_t out) {
   const int64_t y = out << job.shift;
   const int64_t c = job.layout->halfHigh ? chromaRowOf(y, f.height, job.interlaced) : y;
   const bool ten = job.layout->shape == kSemi16 || job.layout->shape == kPlanar16;
-  SampleRow row = {job.image.row(out), f.yRow(y),          f.uRow(c),
-                   f.vRow(c),          job.width,          f.chromaHeight > 0 ? f.chromaWidth : 0,
-                   job.shift,          ten ? 0.25f : 1.0f, &job.scale,
-                   job.curve};
+  SampleRow row = {job.image.row(out),
+                   f.yRow(y),
+                   f.uRow(c),
+                   f.vRow(c),
+                   job.width,
+                   f.chromaHeight > 0 ? f.chromaWidth : 0,
+                   job.shift,
+                   ten ? 0.25f : 1.0f,
+                   &job.scale,
+                   job.curve,
+                   job.width * job.height * (floats ? 16 : 4) > kPastBytes};
   const auto convert = (floats ? yuvForms().floats : yuvForms().samples)[job.layout->shape];
   if (!job.layout->v210) return convert(row);
   uint8_t* const start = row.out;

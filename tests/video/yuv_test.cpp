@@ -333,19 +333,24 @@ TEST(RgbToYuv, EveryLayoutAndSizeAgreesWithTheSlowOpinion) {
 }
 
 TEST(RgbToYuv, NeverWritesTheSynchronisationCodes) {
-  Picture from(QVPT_RGBAF128, 8, 2, 1);
+  Picture from(QVPT_RGBAF128, 72, 2, 1);
   const float values[] = {-1e30f, -1.0f, 0.0f, 1.0f, 2.0f, 1e30f, INFINITY, NAN};
   for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t i = 0; i < 32; ++i) memcpy(from.row(y) + 4 * i, &values[i / 4], 4);
+    for (int64_t i = 0; i < 72 * 4; ++i) memcpy(from.row(y) + 4 * i, &values[i / 4 % 8], 4);
   }
   for (const SlowLayout& layout : test::kSlowLayouts) {
     for (const test::Level& level : test::kLevels) {
       const YuvLevel at(level);
-      Frame frame(layout, 8, 2, 1);
+      Frame frame(layout, 72, 2, 1);
       ASSERT_EQ(toYuv(frame, paramsOf(QVYUV_BT709), from, 0.0), 0);
-      for (int64_t x = 0; x < 8; ++x) {
-        EXPECT_GE(frame.luma(x, 0), layout.ten ? 4 : 1) << layout.name << " " << x;
-        EXPECT_LE(frame.luma(x, 0), layout.ten ? 1019 : 254) << layout.name << " " << x;
+      const int lowest = layout.ten ? 4 : 1, highest = layout.ten ? 1019 : 254;
+      for (int64_t x = 0; x < 72; ++x) {
+        const int luma = frame.luma(x, 0),
+                  expected[] = {lowest, lowest, lowest, -1, highest, highest, highest, lowest};
+        EXPECT_EQ(luma, expected[x % 8] < 0 ? luma : expected[x % 8])
+            << layout.name << " " << level.name << " " << x;
+        const int u = frame.chroma('U', x * frame.chromaWidth() / 72, 0);
+        EXPECT_TRUE(u >= lowest && u <= highest) << layout.name;
       }
     }
   }

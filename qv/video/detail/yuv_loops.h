@@ -183,19 +183,17 @@ void encodeLuma(const EncodeRows& e, int row, int64_t from) {
   }
 }
 
-// The sum of the pixels of one chroma sample.
+// The sum of the pixels of one chroma sample: down, then across.
 template <bool Floats, bool HalfWide>
 float chromaSum(const EncodeRows& e, int64_t c, int index) {
   using In = RgbSource<Floats>;
-  const int64_t x = HalfWide ? 2 * c : c;
-  const int64_t next = x + 1 < e.width ? x + 1 : x;
-  float sum = 0.0f;
-  for (int r = 0; r < e.chromaRows; ++r) {
-    const float left = In::channel(e.rgb[r], x, index, e.curve);
-    const float pair = HalfWide ? left + In::channel(e.rgb[r], next, index, e.curve) : left;
-    sum = r == 0 ? pair : sum + pair;
-  }
-  return sum;
+  const auto column = [&](int64_t x) {
+    const float first = In::channel(e.rgb[0], x, index, e.curve);
+    return e.chromaRows == 2 ? first + In::channel(e.rgb[1], x, index, e.curve) : first;
+  };
+  if constexpr (!HalfWide) return column(c);
+  const int64_t x = 2 * c, next = x + 1 < e.width ? x + 1 : x;
+  return column(x) + column(next);
 }
 
 template <bool Floats, YuvShape Shape>
@@ -287,29 +285,42 @@ static void narrowSplit(uint8_t* __restrict u, uint8_t* __restrict v, const uint
 QV_INLINE uint32_t v210Sample(const uint8_t* in, int64_t sample) {
   return loadWord<uint32_t>(in + sample / 3 * 4) >> (sample % 3 * 10) & 0x3ff;
 }
+// Sample k to its place: luma and chroma alternate.
+QV_INLINE void putV210(uint8_t* y, uint8_t* uv, int64_t k, uint32_t value) {
+  storeWord((k & 1 ? y : uv) + (k & ~int64_t{1}), static_cast<uint16_t>(value << 6));
+}
 static void unpackV210(uint8_t* y, uint8_t* uv, const uint8_t* in, int64_t pairs) {
-  const auto put = [&](uint8_t* out, int64_t sample) {
-    storeWord(out, static_cast<uint16_t>(v210Sample(in, sample) << 6));
-  };
-  for (int64_t i = 0; i < pairs; ++i) {
-    put(uv + 4 * i, 4 * i);
-    put(y + 4 * i, 4 * i + 1);
-    put(uv + 4 * i + 2, 4 * i + 2);
-    put(y + 4 * i + 2, 4 * i + 3);
+  int64_t k = 0;
+  for (; k + 12 <= 4 * pairs; k += 12) {
+    for (int i = 0; i < 4; ++i) {
+      const uint32_t word = loadWord<uint32_t>(in + k / 3 * 4 + 4 * i);
+      putV210(y, uv, k + 3 * i, word & 0x3ff);
+      putV210(y, uv, k + 3 * i + 1, word >> 10 & 0x3ff);
+      putV210(y, uv, k + 3 * i + 2, word >> 20 & 0x3ff);
+    }
   }
+  for (; k < 4 * pairs; ++k) putV210(y, uv, k, v210Sample(in, k));
 }
 static void packV210(uint8_t* out, const uint8_t* y, const uint8_t* uv, int64_t pairs) {
-  uint32_t word = 0;
-  for (int64_t k = 0; k < 4 * pairs; ++k) {
-    const uint8_t* from = k & 1 ? y + (k & ~int64_t{1}) : uv + k;
-    word |= static_cast<uint32_t>(loadWord<uint16_t>(from) >> 6) << (k % 3 * 10);
-    if (k % 3 < 2 && k + 1 < 4 * pairs) continue;
-    storeWord(out + k / 3 * 4, word);
-    word = 0;
+  const auto sample = [&](int64_t k) {
+    return static_cast<uint32_t>(loadWord<uint16_t>((k & 1 ? y : uv) + (k & ~int64_t{1})) >> 6);
+  };
+  int64_t k = 0;
+  for (; k + 3 <= 4 * pairs; k += 3) {
+    storeWord(out + k / 3 * 4, sample(k) | sample(k + 1) << 10 | sample(k + 2) << 20);
   }
+  if (k == 4 * pairs) return;
+  storeWord(out + k / 3 * 4, sample(k) | (k + 1 < 4 * pairs ? sample(k + 1) << 10 : 0));
 }
 static void highV210(uint8_t* out, const uint8_t* in, int64_t pairs) {
-  for (int64_t k = 0; k < 4 * pairs; ++k) out[k] = static_cast<uint8_t>(v210Sample(in, k) >> 2);
+  int64_t k = 0;
+  for (; k + 3 <= 4 * pairs; k += 3) {
+    const uint32_t word = loadWord<uint32_t>(in + k / 3 * 4);
+    out[k] = static_cast<uint8_t>(word >> 2);
+    out[k + 1] = static_cast<uint8_t>(word >> 12);
+    out[k + 2] = static_cast<uint8_t>(word >> 22);
+  }
+  for (; k < 4 * pairs; ++k) out[k] = static_cast<uint8_t>(v210Sample(in, k) >> 2);
 }
 
 constexpr YuvForms plainYuvForms() {

@@ -43,6 +43,7 @@ struct SampleRow {
   float lumaFactor;  // to 8 bits only
   const QVYUVDECODESCALE* scale;
   const QvGammaCurve* curve;  // with a table, or null
+  bool past;                  // the result is larger than the caches: stores may go past them
 };
 
 // Reduced 4:2:0: luma and chroma rows that are summed for one row of output.
