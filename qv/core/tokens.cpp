@@ -25,8 +25,26 @@ class TokenLock {
   TokenLock& operator=(const TokenLock&) = delete;
 };
 
+// A letter or digit that no locale is needed to fold; 0 for anything else.
+WCHAR plainCharacter(WCHAR c) {
+  if (c >= 'A' && c <= 'Z') return static_cast<WCHAR>(c + 32);
+  return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ? c : WCHAR{0};
+}
+
+bool isPlain(const WCHAR* name) {
+  while (plainCharacter(*name) != 0) ++name;
+  return *name == 0;
+}
+
+// Plain names first, in their own order; the rest as the locale has it, which costs a hundred times as much.
 int32_t CALLBACK compareName(int64_t, const void* key, const void* item) {
-  return lstrcmpiW(static_cast<const WCHAR*>(key), static_cast<const Token*>(item)->name);
+  auto a = static_cast<const WCHAR*>(key), b = static_cast<const Token*>(item)->name;
+  const bool plainA = isPlain(a), plainB = isPlain(b);
+  if (plainA != plainB) return plainA ? -1 : 1;
+  if (!plainA) return lstrcmpiW(a, b);
+  for (; *a != 0 && plainCharacter(*a) == plainCharacter(*b); ++a, ++b) {
+  }
+  return int32_t{plainCharacter(*a)} - plainCharacter(*b);
 }
 
 int32_t find(const WCHAR* name) {

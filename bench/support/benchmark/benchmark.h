@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <utility>
@@ -17,7 +18,7 @@ namespace benchmark {
 
 class State {
  public:
-  explicit State(int64_t iterations) : iterations_(iterations) {}
+  State(int64_t iterations, int64_t argument) : iterations_(iterations), argument_(argument) {}
 
   struct [[maybe_unused]] Turn {};
   struct Iterator {
@@ -30,6 +31,12 @@ class State {
   Iterator end() { return {0}; }
 
   int64_t iterations() const { return iterations_; }
+  int64_t range(int) const { return argument_; }
+  // What was measured means nothing then.
+  void SkipWithError(const char* why) {
+    fprintf(stderr, "%s\n", why);
+    exit(1);
+  }
   void SetItemsProcessed(int64_t count) { items = count; }
   void SetBytesProcessed(int64_t count) { bytes = count; }
   double seconds() const {
@@ -40,7 +47,7 @@ class State {
   int64_t bytes = 0;
 
  private:
-  int64_t iterations_;
+  int64_t iterations_, argument_;
   std::chrono::steady_clock::time_point start_;
 };
 
@@ -55,6 +62,7 @@ inline void ClobberMemory() {
 struct Entry {
   std::string name;
   std::function<void(State&)> run;
+  int64_t argument = 0;
 };
 inline std::vector<Entry>& entries() {
   static std::vector<Entry> all;
@@ -64,13 +72,33 @@ inline void RegisterBenchmark(const char* name, std::function<void(State&)> run)
   entries().push_back({name, std::move(run)});
 }
 
+// What BENCHMARK gives: a benchmark runs once for each argument of its range.
+class Registration {
+ public:
+  Registration(const char* name, void (*run)(State&)) : index_(entries().size()) {
+    entries().push_back({name, run});
+  }
+  Registration* DenseRange(int64_t first, int64_t last) {
+    const Entry each = entries()[index_];
+    entries().pop_back();
+    for (int64_t i = first; i <= last; ++i)
+      entries().push_back({each.name + "/" + std::to_string(i), each.run, i});
+    return this;
+  }
+
+ private:
+  size_t index_;
+};
+#define BENCHMARK(run) \
+  [[maybe_unused]] static auto* const run##Registration = (new benchmark::Registration(#run, run))
+
 inline void report(const Entry& entry) {
   constexpr double kSeconds = 0.004;  // shorter than a turn on a busy machine's processor
   constexpr int kTurns = 60;
   double best = 1e9, items = 0, bytes = 0;
   int64_t iterations = 1;
   for (int turn = 0; turn < kTurns;) {
-    State state(iterations);
+    State state(iterations, entry.argument);
     entry.run(state);
     const double seconds = state.seconds();
     if (seconds < kSeconds) {
