@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <new>
 
-#include "qv/files/detail/archive.h"
+#include "qv/files/detail/archive_volumes.h"
+#include "qv/files/detail/archive_writing.h"
 #include "qv/files/detail/text.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
@@ -43,7 +44,12 @@ struct Opening {
   int32_t mode;
   HRESULT (*open)(Archive& archive);
 };
-constexpr Opening kOpenings[] = {{QVARCHIVE_READ, openToRead}};
+constexpr Opening kOpenings[] = {{QVARCHIVE_CREATE, openToCreate},
+                                 {QVARCHIVE_READ, openToRead},
+                                 {QVARCHIVE_APPEND, openToAppend},
+                                 {QVARCHIVE_DELETE, openToDelete},
+                                 {QVARCHIVE_SELFEXTRACTING, openSelfExtracting},
+                                 {QVARCHIVE_MULTIVOLUME, openMultiVolume}};
 
 // One field of the entry at an index, or of the first that has a name: what is left out stays 0.
 template <typename Value, typename Field>

@@ -1,0 +1,17 @@
+// Steps that rebuilding shares with volumes and self-extraction.
+#pragma once
+
+#include "qv/files/detail/archive.h"
+
+namespace qv::files {
+
+// Makes the temporary file beside the archive and copies the stub, if there is one, to its start.
+HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step);
+
+HRESULT openSelfExtracting(Archive& archive);
+HRESULT openMultiVolume(Archive& archive);
+
+// The volumes from the second on beside the self-extracting archive that was made; kOk without one.
+HRESULT copyFurtherVolumes(Archive& archive);
+
+}  // namespace qv::files
