@@ -43,9 +43,11 @@ namespace {
 
 using Text = std::basic_string<WCHAR>;
 
-uint64_t trailerBytes(const Archive& archive) {
+// The end record and its texts, with the base name that a set gets.
+uint64_t trailerBytes(const Archive& archive, const WCHAR* baseName) {
   const EndRecord& end = archive.end;
-  return 2 * (uint64_t{end.commentLength} + end.baseNameLength + end.thirdLength + sizeof(EndRecord) / 2);
+  const auto length = static_cast<uint64_t>(lstrlenW(baseName));
+  return 2 * (uint64_t{end.commentLength} + length + end.thirdLength + sizeof(EndRecord) / 2);
 }
 
 void announce(Archive& archive, const WCHAR* text, uint64_t total, uint32_t flags) {
@@ -235,7 +237,8 @@ HRESULT CArchive2::SplitArchive(uint64_t volumeBytes, uint32_t flags) {
   }
   if (volumeBytes > data) return failed(archive, QVARCHIVE_ERROR_ARGUMENT, kStep, kInvalidArgument);
   const Text name = archive.prefix > 0 && archive.baseName[0] != 0 ? archive.baseName : archive.path;
-  const uint64_t taken = archive.prefix + archive.end.centralSize + trailerBytes(archive);
+  const uint64_t taken =
+      archive.prefix + archive.end.centralSize + trailerBytes(archive, QvGetFileNamePtrW(name.c_str()));
   const uint64_t first = volumeBytes > taken ? std::min(volumeBytes - taken, data) : 0;
   HRESULT status = copySlice(archive, archive.path, archive.read, archive.prefix, archive.write,
                              archive.prefix, first, flags);
