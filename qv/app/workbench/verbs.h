@@ -16,6 +16,7 @@ std::span<const Verb> textVerbs();
 std::span<const Verb> timeVerbs();
 std::span<const Verb> wavVerbs();
 std::span<const Verb> zipVerbs();
+std::span<const Verb> archiveVerbs();
 std::span<const Verb> filesVerbs();
 
 }  // namespace qv::workbench
