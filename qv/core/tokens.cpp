@@ -25,10 +25,10 @@ class TokenLock {
   TokenLock& operator=(const TokenLock&) = delete;
 };
 
-// A letter or digit that no locale is needed to fold; 0 for anything else.
+// A character that no locale is needed to fold; 0 for anything else.
 WCHAR plainCharacter(WCHAR c) {
   if (c >= 'A' && c <= 'Z') return static_cast<WCHAR>(c + 32);
-  return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ? c : WCHAR{0};
+  return c < 0x80 ? c : WCHAR{0};
 }
 
 bool isPlain(const WCHAR* name) {
