@@ -127,6 +127,8 @@ class QV_API CQvArchiveProgress {
  private:
   HANDLE semaphore_;
   uint32_t response_ = 0;
+
+ protected:
   uint32_t reserved_ = 0;
 
  public:
@@ -134,10 +136,16 @@ class QV_API CQvArchiveProgress {
 
  private:
   uint64_t total_ = 0;
-  uint64_t spare_ = 0;
+
+ protected:
+  uint64_t spare_ = 0;  // a subclass's own
+
+ private:
   uint64_t done_ = 0;
   uint64_t further_ = 0;
   WCHAR text_[260] = {};
+
+ protected:
   uint64_t reserved2_[2] = {};
 };
 static_assert(sizeof(CQvArchiveProgress) == 600);

@@ -210,10 +210,19 @@ uint32_t attributesToStore(const Archive& archive, const WCHAR* path) {
                                                        : attributes;
 }
 
+// The archive that is being written may lie in the folder that is being added.
+bool isOwnFile(const Archive& archive, const WCHAR* path) {
+  WCHAR full[kNameCapacity];
+  const DWORD length = GetFullPathNameW(path, kNameCapacity, full, nullptr);
+  if (length == 0 || length >= kNameCapacity) return false;
+  return sameInAnyCase(full, archive.temporary) ||
+         (archive.mode == QVARCHIVE_CREATE && sameInAnyCase(full, archive.path));
+}
+
 HRESULT addFile(Archive& archive, const Adding& adding, const WCHAR* path) {
   constexpr const WCHAR* kStep = TEXT("AddFile");
   const Text name = entryName(adding, path);
-  if (name.empty()) return kOk;
+  if (name.empty() || isOwnFile(archive, path)) return kOk;
   const HRESULT may = mayAdd(archive, name);
   if (may != kOk) return may == kNothing ? kOk : may;
   WrittenEntry entry;
@@ -392,14 +401,15 @@ HRESULT copyOldEntries(Archive& archive) {
   const int32_t newEntries = writtenCount(archive);
   uint64_t total = 0;
   const auto eachOld = [&](const auto& visit) {
-    return forEachEntry(archive, [&](const CentralEntry& entry, int32_t) {
+    return forEveryEntry(archive, [&](const CentralEntry& entry, int32_t) {
       return isReplaced(archive, entry.name, newEntries) ? kOk : visit(entry);
     });
   };
-  eachOld([&](const CentralEntry& entry) {
+  const HRESULT whole = eachOld([&](const CentralEntry& entry) {
     total += entry.header.storedSize;
     return kOk;
   });
+  if (FAILED(whole)) return whole;
   beginTotal(archive, TEXT("Entries"), total);
   reportStatus(archive, QVARCHIVE_STATUS_COPYING);
   const HRESULT status = eachOld([&](const CentralEntry& entry) { return copyOldEntry(archive, entry); });
@@ -453,10 +463,13 @@ HRESULT writeEndRecord(Archive& archive, uint64_t centralOffset) {
   end.prefixSize = archive.prefix;
   end.commentLength = lengthOf(archive.comment);
   end.baseNameLength = lengthOf(archive.baseName);
-  const auto bytes = [](uint32_t characters) { return static_cast<uint32_t>(characters * sizeof(WCHAR)); };
-  const bool good = writeAll(archive.write, &end, sizeof end) &&
-                    writeAll(archive.write, archive.comment, bytes(end.commentLength)) &&
-                    writeAll(archive.write, archive.baseName, bytes(end.baseNameLength));
+  // One write, so that an interruption finds the old record or the new one.
+  uint8_t whole[sizeof end + sizeof archive.comment + sizeof archive.baseName];
+  const size_t comment = end.commentLength * sizeof(WCHAR), base = end.baseNameLength * sizeof(WCHAR);
+  memcpy(whole, &end, sizeof end);
+  memcpy(whole + sizeof end, archive.comment, comment);
+  memcpy(whole + sizeof end + comment, archive.baseName, base);
+  const bool good = writeAll(archive.write, whole, static_cast<uint32_t>(sizeof end + comment + base));
   return good ? kOk : failed(archive, QVARCHIVE_ERROR_WRITE, TEXT("AddEndOfCentralDir"), kWriteFailed);
 }
 

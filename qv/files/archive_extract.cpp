@@ -3,6 +3,8 @@
 
 #include <zlib.h>
 
+#include <string.h>
+
 #include <algorithm>
 #include <string>
 
@@ -19,6 +21,9 @@ using Text = std::basic_string<WCHAR>;
 
 constexpr uint32_t kInputBytes = kBlockBytes + 4;
 constexpr uint32_t kOutputBytes = 288358;
+// What a file is given of a stranger's attributes.
+constexpr DWORD kOrdinaryAttributes =
+    FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
 // A target file on its way: what was written, and its checksum.
 class Target {
@@ -48,7 +53,8 @@ class Target {
     const EntryHead& head = entry_.header.head;
     SetFileTime(file_, &head.time, &head.time, &head.time);
     closeFile(file_);
-    SetFileAttributesW(path_, entry_.header.attributes);
+    const DWORD attributes = entry_.header.attributes & kOrdinaryAttributes;
+    SetFileAttributesW(path_, attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
     if (left() == 0 && crc_ == head.originalCrc && storedCrc == head.storedCrc) return kOk;
     return failed(archive_, QVARCHIVE_ERROR_CRC, step, kBadFormat, path_);
   }
@@ -219,6 +225,33 @@ HRESULT StoredData::seek(uint64_t offset) {
   return kMissingTarget;
 }
 
+bool StoredData::readWhole(void* buffer, uint32_t bytes) {
+  for (auto* to = static_cast<uint8_t*>(buffer); bytes > 0;) {
+    uint32_t done = 0;
+    if (!read(to, bytes, &done)) return false;
+    to += done;
+    bytes -= done;
+  }
+  return true;
+}
+
+HRESULT StoredData::checkHeader(const CentralEntry& entry) {
+  const CentralHeader& central = entry.header;
+  LocalHeader local;
+  WCHAR name[kNameCapacity];
+  const HRESULT status = seek(central.offset);
+  if (FAILED(status)) return status;
+  if (!readWhole(&local, sizeof local)) return kReadFailed;
+  const bool same = local.signature == kLocalSignature &&
+                    memcmp(&local.head, &central.head, sizeof local.head) == 0 &&
+                    local.storedSize == central.storedSize && local.originalSize == central.originalSize &&
+                    local.attributes == central.attributes && local.nameLength == central.nameLength &&
+                    local.secondLength == central.secondLength && local.nameLength < kNameCapacity;
+  if (!same) return kBadFormat;
+  const auto bytes = static_cast<uint32_t>(local.nameLength * sizeof(WCHAR));
+  return readWhole(name, bytes) && memcmp(name, entry.name, bytes) == 0 ? kOk : kBadFormat;
+}
+
 bool StoredData::read(void* buffer, uint32_t bytes, uint32_t* done) {
   *done = 0;
   while (rest_ == 0) {
@@ -243,8 +276,13 @@ HRESULT extractEntry(Archive& archive, const CentralEntry& entry, const WCHAR* f
   Text path = folder;
   if (path.empty() || path.back() != '\\') path += '\\';
   path += name;
-  if (!isFolder) return extractFile(archive, entry, path);
-  return QvCreateDirectory(path.c_str(), nullptr) ? kOk : kCannotCreateFile;
+  // The data may be whole where the header before it isn't: it is extracted, and the damage reported.
+  const HRESULT header = StoredData(archive).checkHeader(entry);
+  HRESULT status = kOk;
+  if (!isFolder) status = extractFile(archive, entry, path);
+  if (isFolder && header == kOk && !QvCreateDirectory(path.c_str(), nullptr)) status = kCannotCreateFile;
+  if (status != kOk || header == kOk) return status;
+  return failed(archive, QVARCHIVE_ERROR_CRC, TEXT("ExtractEntry"), kBadFormat, entry.name);
 }
 
 }  // namespace qv::files

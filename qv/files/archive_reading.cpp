@@ -75,15 +75,25 @@ HRESULT spaceFor(Archive& archive, const Chosen& chosen, const WCHAR* folder) {
   return FAILED(status) ? status : fits(folder, bytes);
 }
 
+// Everything is as many entries as the end record counts: a directory that ends before is damaged.
+HRESULT checkCount(Archive& archive, const Chosen& chosen, uint32_t seen) {
+  const bool all = chosen.pattern != nullptr && chosen.pattern->kind == Pattern::Everything;
+  if (!all || seen == archive.end.entries) return kOk;
+  return failed(archive, QVARCHIVE_ERROR_FORMAT, TEXT("FindNextCentralDirectory"), kBadFormat, archive.path);
+}
+
 // Extracts what was chosen. A failed file stops nothing but a cancel; the last failure is kept in *last.
 HRESULT extractChosen(Archive& archive, const Chosen& chosen, const WCHAR* folder, bool* found,
                       HRESULT* last) {
   *last = kOk;
-  return forEachChosen(archive, chosen, found, [&](const CentralEntry& entry) {
+  uint32_t seen = 0;
+  const HRESULT walk = forEachChosen(archive, chosen, found, [&](const CentralEntry& entry) {
+    ++seen;
     const HRESULT status = extractEntry(archive, entry, folder);
     if (FAILED(status)) *last = status;
     return status == kCancelled ? status : kOk;
   });
+  return walk != kOk ? walk : checkCount(archive, chosen, seen);
 }
 
 HRESULT announce(Archive& archive, const Chosen& chosen, uint32_t flags) {
@@ -120,14 +130,18 @@ HRESULT validate(Archive& archive, const CentralEntry& entry) {
     const HRESULT status = advance(archive, done);
     if (FAILED(status)) return status;
   }
-  if (crc == entry.header.head.storedCrc) return kOk;
-  return failed(archive, QVARCHIVE_ERROR_CRC, kStep, kBadFormat);
+  const bool whole = crc == entry.header.head.storedCrc && StoredData(archive).checkHeader(entry) == kOk;
+  return whole ? kOk : failed(archive, QVARCHIVE_ERROR_CRC, kStep, kBadFormat);
 }
 
 HRESULT validateChosen(Archive* archive, const Chosen& chosen) {
   bool found = false;
-  const HRESULT status = forEachChosen(*archive, chosen, &found,
-                                       [&](const CentralEntry& entry) { return validate(*archive, entry); });
+  uint32_t seen = 0;
+  HRESULT status = forEachChosen(*archive, chosen, &found, [&](const CentralEntry& entry) {
+    ++seen;
+    return validate(*archive, entry);
+  });
+  if (status == kOk) status = checkCount(*archive, chosen, seen);
   reportStatus(*archive, QVARCHIVE_STATUS_DONE);
   return status;
 }

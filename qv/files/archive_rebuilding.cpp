@@ -68,7 +68,7 @@ bool isDeleted(const Archive& archive, int32_t index) {
 // Copies the kept entries' headers and data, and notes where they stand now.
 HRESULT copyKept(Archive& archive) {
   bool announced = false;
-  return forEachEntry(archive, [&](const CentralEntry& entry, int32_t index) {
+  return forEveryEntry(archive, [&](const CentralEntry& entry, int32_t index) {
     if (isDeleted(archive, index)) {
       reportStatus(archive, QVARCHIVE_STATUS_DELETING, entry.name);
       announced = false;
@@ -97,7 +97,7 @@ HRESULT copyKept(Archive& archive) {
 // The kept entries of the old directory, with their new places. The second text counts twice: the format's
 // own rule, without effect on entries that have none.
 HRESULT copyKeptDirectory(Archive& archive) {
-  return forEachEntry(archive, [&](const CentralEntry& entry, int32_t index) {
+  return forEveryEntry(archive, [&](const CentralEntry& entry, int32_t index) {
     if (isDeleted(archive, index)) return kOk;
     const CentralHeader& header = entry.header;
     const uint64_t bytes =
@@ -145,7 +145,7 @@ HRESULT finish(Archive& archive) {
 
 bool replacesItself(const Archive& archive) {
   return archive.mode == QVARCHIVE_APPEND || archive.mode == QVARCHIVE_DELETE ||
-         archive.mode == QVARCHIVE_MULTIVOLUME;
+         archive.mode == QVARCHIVE_MULTIVOLUME || archive.mode == QVARCHIVE_CREATE;
 }
 
 // The temporary file in the archive's place in one step, or away when nothing changed.
@@ -160,7 +160,30 @@ HRESULT replaceArchive(Archive& archive) {
     if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(archive.path, attributes);
     return kWriteFailed;
   }
+  deleteJoinedVolumes(archive);
   return kOk;
+}
+
+// Whether nobody else holds the file and it may be replaced.
+bool isReplaceable(const WCHAR* path) {
+  HANDLE file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  const bool good = file != INVALID_HANDLE_VALUE;
+  closeFile(file);
+  return good;
+}
+
+// Makes sure that the file holds `bytes` bytes, while what stands in it stays readable.
+bool makeRoom(HANDLE file, uint64_t bytes) {
+  constexpr uint8_t kZeroes[4096] = {};
+  const int64_t size = sizeOf(file);
+  if (size < 0) return false;
+  const auto old = static_cast<uint64_t>(size);
+  if (bytes <= old) return true;
+  if (bytes - old > sizeof kZeroes || !seekTo(file, old)) return false;
+  if (writeAll(file, kZeroes, static_cast<uint32_t>(bytes - old))) return true;
+  if (seekTo(file, old)) SetEndOfFile(file);
+  return false;
 }
 
 }  // namespace
@@ -188,7 +211,15 @@ HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step) {
   return status;
 }
 
+// An archive that is there stays until Close has the new one.
 HRESULT openToCreate(Archive& archive) {
+  if (QvDoesFileExist(archive.path, 0) && isReplaceable(archive.path)) {
+    const HRESULT status = createTemporary(archive, GENERIC_READ | GENERIC_WRITE, TEXT("open write"));
+    if (FAILED(status)) return status;
+    archive.read = archive.write;
+    archive.changed = true;
+    return createList(archive) ? kOk : kOutOfMemory;
+  }
   const HANDLE file = CreateFileW(archive.path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
@@ -231,7 +262,8 @@ HRESULT CArchive2::Close() {
     const DWORD attributes = GetFileAttributesW(archive.path);
     if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(archive.temporary, attributes);
   }
-  if (SUCCEEDED(status) && rebuilt && replacesItself(archive)) status = replaceArchive(archive);
+  const bool replaces = archive.temporary[0] != 0 && replacesItself(archive);
+  if (SUCCEEDED(status) && replaces) status = replaceArchive(archive);
   delete archive_;
   archive_ = nullptr;
   return status;
@@ -286,7 +318,13 @@ HRESULT CArchive2::Annotate(const WCHAR* path, const WCHAR* text) {
   archive.count = archive.end.entries;
   lstrcpynW(archive.comment, text, kCommentCapacity);
   archive.output = archive.end.centralOffset + archive.end.centralSize;
-  if (!seekTo(file, archive.prefix + archive.output)) return kWriteFailed;
+  const uint64_t place = archive.prefix + archive.output;
+  const uint64_t length =
+      sizeof(EndRecord) +
+      sizeof(WCHAR) * static_cast<uint64_t>(lstrlenW(archive.comment) + lstrlenW(archive.baseName));
+  if (!makeRoom(file, place + length) || !seekTo(file, place)) {
+    return failed(archive, QVARCHIVE_ERROR_WRITE, TEXT("AddEndOfCentralDir"), kWriteFailed, path);
+  }
   HRESULT status = writeEndRecord(archive, archive.end.centralOffset);
   if (SUCCEEDED(status) && !FlushFileBuffers(file)) status = kWriteFailed;
   archive.write = INVALID_HANDLE_VALUE;

@@ -5,6 +5,7 @@
 #include "qv/core/printf.h"
 #include "qv/files/detail/archive_volumes.h"
 #include "qv/files/detail/archive_writing.h"
+#include "qv/files/detail/contained.h"
 #include "qv/files/detail/text.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
@@ -17,6 +18,7 @@ bool volumeName(const WCHAR* folder, const WCHAR* name, uint32_t number, WCHAR (
   if (QvGetPathNameFromFilePath(folder, parent, 2 * kNameCapacity) >= kNameCapacity) return false;
   const WCHAR* file = QvGetFileNamePtrW(name);
   const View whole = file;
+  if (!isContainedName(file, whole.size())) return false;
   const size_t dot = std::min(whole.rfind('.'), whole.size());
   if (!write(whole.substr(0, dot), stem, kNameCapacity)) return false;
   WCHAR made[4 * kNameCapacity];
@@ -126,13 +128,6 @@ HRESULT joinVolumes(Archive& archive, uint32_t flags, uint64_t* bytes) {
   return kOk;
 }
 
-void deleteVolumes(const Archive& archive, uint32_t count) {
-  for (uint32_t number = 2; number <= count; ++number) {
-    WCHAR path[kNameCapacity];
-    if (volumeName(archive, number, path)) DeleteFileW(path);
-  }
-}
-
 bool isFolderThere(const WCHAR* folder) {
   const DWORD attributes = GetFileAttributesW(folder);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -168,6 +163,13 @@ HRESULT mayOverwrite(Archive& archive, const WCHAR* path, uint32_t flags) {
 }
 
 }  // namespace
+
+void deleteJoinedVolumes(const Archive& archive) {
+  for (uint32_t number = 2; number <= archive.joinedVolumes; ++number) {
+    WCHAR path[kNameCapacity];
+    if (volumeName(archive.path, archive.joinedName, number, path)) DeleteFileW(path);
+  }
+}
 
 HRESULT openSelfExtracting(Archive& archive) {
   constexpr const WCHAR* kStep = TEXT("Open SEA");
@@ -266,21 +268,14 @@ HRESULT CArchive2::MergeArchive(uint32_t flags) {
   if (SUCCEEDED(status)) status = appendDirectory(archive, bytes);
   if (FAILED(status)) return status;
   const uint32_t count = archive.volumes;
-  const Archive& names = archive;
-  WCHAR base[kNameCapacity];
-  lstrcpynW(base, archive.baseName, kNameCapacity);
+  lstrcpynW(archive.joinedName, archive.baseName, kNameCapacity);
   archive.volumes = 1;
   if (archive.prefix == 0) archive.baseName[0] = 0;
   status = writeEndRecord(archive, bytes);
-  // The volumes hold what the temporary file holds: it has to be on the disk before they go.
-  if (SUCCEEDED(status) && !FlushFileBuffers(archive.write)) status = kWriteFailed;
   if (FAILED(status)) return status;
+  // Until the joined archive stands in its place, its data is only safe in the volumes.
+  archive.joinedVolumes = count;
   archive.changed = true;
-  WCHAR kept[kNameCapacity];
-  lstrcpynW(kept, archive.baseName, kNameCapacity);
-  lstrcpynW(archive.baseName, base, kNameCapacity);
-  deleteVolumes(names, count);
-  lstrcpynW(archive.baseName, kept, kNameCapacity);
   return kOk;
 }
 
@@ -371,7 +366,10 @@ HRESULT CArchive2::SplitSEA(const WCHAR* folder, uint32_t flags) {
     status = copySlice(archive, stub.c_str(), archive.read, 0, program.handle, 0, archive.prefix, flags);
   }
   if (status != kOk && status != kNothing) return status;
-  const Text target = base + QvGetFileNamePtrW(archive.baseName);
+  const View name = QvGetFileNamePtrW(archive.baseName);
+  if (!isContainedName(name.data(), name.size()) || leadsThroughLink(folder, name.data()))
+    return kMissingTarget;
+  const Text target = base + name.data();
   status = mayOverwrite(archive, target.c_str(), flags);
   if (status != kOk) return status;
   const uint64_t bytes = archive.end.centralOffset + archive.end.centralSize;

@@ -487,6 +487,89 @@ TEST(Archive, CutsAndFlipsAreSeen) {
   }
 }
 
+// Neither a new archive nor a joined one costs the old one before it stands.
+TEST(Archive, TheOldOneStaysUntilClose) {
+  Folder folder;
+  plant(folder, "in", sampleTree());
+  ASSERT_EQ(create(folder / "a.arc", folder / "in", 1), 0);
+  const Bytes before = contentsOf(folder / "a.arc");
+  {
+    CArchive2 archive;
+    ASSERT_EQ(archive.Open((folder / "a.arc").c_str(), QVARCHIVE_CREATE, nullptr), 0);
+    ASSERT_EQ(archive.AddEntryToArchive((folder / "in\\notes.txt").c_str(), 1, 6, 0, nullptr), 0);
+  }
+  EXPECT_TRUE(contentsOf(folder / "a.arc") == before);
+  ASSERT_EQ(create(folder / "a.arc", folder / "in\\notes.txt", 1), 0);
+  EXPECT_EQ(names(folder / "a.arc").size(), 1u);
+  EXPECT_FALSE(QvDoesFileExist((folder / "~a.arc").c_str(), 0));
+
+  writeAll(folder / "a.arc", before);
+  CArchive2 set;
+  ASSERT_EQ(set.Open((folder / "a.arc").c_str(), QVARCHIVE_MULTIVOLUME, nullptr), 0);
+  ASSERT_EQ(set.SplitArchive(100000, 0), 0);
+  ASSERT_EQ(set.Close(), 0);
+  {
+    CArchive2 archive;
+    ASSERT_EQ(archive.Open((folder / "a.arc").c_str(), QVARCHIVE_MULTIVOLUME, nullptr), 0);
+    ASSERT_EQ(archive.MergeArchive(0), 0);
+  }
+  EXPECT_EQ(extractAll(folder / "a.arc", folder / "out"), 0);
+  expectTree(folder, "out\\in", sampleTree());
+}
+
+// An archive that is written into the folder that goes into it isn't its own entry.
+TEST(Archive, NotItsOwnEntry) {
+  Folder folder;
+  plant(folder, "in", {{"n.txt", text("n")}});
+  const std::vector<Text> expected = {TEXT("in\\"), TEXT("in\\n.txt")};
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(create(folder / "in\\a.arc", folder / "in", 1), 0);
+    EXPECT_EQ(names(folder / "in\\a.arc"), expected) << round;
+  }
+}
+
+// Entries behind a damaged one can't be reached: nothing that rebuilds the archive may drop them.
+TEST(Archive, ADamagedDirectoryIsLeftAlone) {
+  Folder folder;
+  plant(folder, "in", {{"a.txt", text("a")}, {"b.txt", text("b")}, {"c.txt", text("c")}});
+  ASSERT_EQ(create(folder / "a.arc", folder / "in\\*.txt", 1), 0);
+  Bytes bytes = contentsOf(folder / "a.arc");
+  const uint8_t signature[] = {0x55, 0x4d, 0x01, 0x0b};
+  auto second = std::search(bytes.begin(), bytes.end(), std::begin(signature), std::end(signature));
+  second = std::search(second + 1, bytes.end(), std::begin(signature), std::end(signature));
+  *second ^= 1;
+  writeAll(folder / "a.arc", bytes);
+  EXPECT_EQ(extractAll(folder / "a.arc", folder / "out"), qv::kBadFormat);
+  CArchive2 archive;
+  ASSERT_EQ(archive.Open((folder / "a.arc").c_str(), QVARCHIVE_APPEND, nullptr), 0);
+  ASSERT_EQ(archive.AddEntryToArchive((folder / "in\\a.txt").c_str(), 1, 6, 0, TEXT("new")), 0);
+  EXPECT_EQ(archive.Close(), qv::kBadFormat);
+  ASSERT_EQ(archive.Open((folder / "a.arc").c_str(), QVARCHIVE_DELETE, nullptr), 0);
+  ASSERT_EQ(archive.DeleteEntryFromArchive(TEXT("*.*"), 0), 0);
+  EXPECT_EQ(archive.Close(), qv::kBadFormat);
+  EXPECT_TRUE(contentsOf(folder / "a.arc") == bytes);
+}
+
+// No checksum covers a header: the two that every entry has are held against each other.
+TEST(Archive, ATurnedBitInAHeaderIsSeen) {
+  Folder folder;
+  plant(folder, "in", {{"n.txt", text("n")}});
+  ASSERT_EQ(create(folder / "a.arc", folder / "in\\n.txt", 0), 0);
+  const Bytes good = contentsOf(folder / "a.arc");
+  // Behind the first signature: the local header, its name, the byte, the central entry and its name.
+  const size_t end = 64 + 10 + 1 + 84 + 10;
+  for (size_t bit = 0; bit < 8 * end; ++bit) {
+    const size_t field = bit / 8 >= 75 ? bit / 8 - 75 : 0;
+    // The third length, which only the directory has, and the words that nobody reads.
+    if (field >= 60 && field < 68) continue;
+    if (field >= 72 && field < 76) continue;
+    Bytes bad = good;
+    bad[bit / 8] = static_cast<uint8_t>(bad[bit / 8] ^ 1 << bit % 8);
+    writeAll(folder / "bad.arc", bad);
+    EXPECT_LT(extractAll(folder / "bad.arc", folder / "out", nullptr, QVEXTRACT_OVERWRITE), 0) << bit;
+  }
+}
+
 TEST(Archive, RefusalsHaveTheirStatus) {
   Folder folder;
   Recorder progress;

@@ -40,6 +40,8 @@ struct Archive {
   bool changed = false;
   uint64_t totalOriginal = 0;  // once it was asked for
   WCHAR fileSystem[128] = {};
+  uint32_t joinedVolumes = 0;  // volumes that Close deletes once the joined archive stands
+  WCHAR joinedName[kNameCapacity] = {};
   uint64_t* offsets = nullptr;  // of every central entry in the file, once one was looked up by index
 
   ~Archive();
@@ -105,6 +107,19 @@ HRESULT forEachEntry(Archive& archive, const Visit& visit) {
     status = visit(entry, index++);
     if (status != kOk) return status;
   }
+}
+
+// The same, and kBadFormat, reported, when the walk ends before the end record's count: what rebuilds an
+// archive must not lose the entries behind a damaged one.
+template <typename Visit>
+HRESULT forEveryEntry(Archive& archive, const Visit& visit) {
+  uint32_t seen = 0;
+  const HRESULT status = forEachEntry(archive, [&](const CentralEntry& entry, int32_t index) {
+    ++seen;
+    return visit(entry, index);
+  });
+  if (status != kOk || seen == archive.end.entries) return status;
+  return failed(archive, QVARCHIVE_ERROR_FORMAT, TEXT("FindNextCentralDirectory"), kBadFormat, archive.path);
 }
 
 // ---- Patterns (archive_pattern.cpp)

@@ -20,10 +20,14 @@ class StoredData {
   // Goes to a place in the data region, from the end of the prefix. kMissingTarget, reported, when a volume
   // on the way can't be opened.
   HRESULT seek(uint64_t offset);
+  // Whether the header before an entry's data says what the directory says: kBadFormat when not. No checksum
+  // covers either, so that a difference is the only sign of damage.
+  HRESULT checkHeader(const CentralEntry& entry);
   // Up to `bytes`, at least one: false when they can't be read.
   bool read(void* buffer, uint32_t bytes, uint32_t* done);
 
  private:
+  bool readWhole(void* buffer, uint32_t bytes);
   bool openVolume(uint32_t number);
 
   Archive& archive_;

@@ -14,4 +14,7 @@ HRESULT openMultiVolume(Archive& archive);
 // The volumes from the second on beside the self-extracting archive that was made; kOk without one.
 HRESULT copyFurtherVolumes(Archive& archive);
 
+// Deletes the volumes that a merge has joined, once the joined archive stands in the set's place.
+void deleteJoinedVolumes(const Archive& archive);
+
 }  // namespace qv::files
