@@ -6,6 +6,7 @@
 #include "qv/app/workbench/verbs.h"
 #include "qv/core/printf.h"
 #include "qv/files/archive2.h"
+#include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/frame/status.h"
 #include "qv/platform/times.h"
@@ -52,6 +53,13 @@ WString qualified(const WString& path) {
   return QvQualifyPath(path.c_str(), full, kPathCapacity) ? full : path;
 }
 
+// A result may be the first of its folder; where that fails, opening says so.
+void makeFolderOf(const WString& path) {
+  WCHAR folder[kPathCapacity];
+  const int32_t length = QvGetPathNameFromFilePath(path.c_str(), folder, kPathCapacity);
+  if (length > 0 && length < kPathCapacity) QvCreateDirectory(folder, nullptr);
+}
+
 // One step with an archive: opened, worked on, closed.
 class Work {
  public:
@@ -74,6 +82,7 @@ class Work {
   // Opens, runs and closes; a failure of either counts.
   template <typename Run>
   HRESULT with(const WString& path, int32_t mode, const Run& run) {
+    if (mode == QVARCHIVE_CREATE) makeFolderOf(path);
     HRESULT status = archive_.Open(path.c_str(), mode, &watcher_);
     if (SUCCEEDED(status)) status = run();
     const HRESULT closed = archive_.Close();
