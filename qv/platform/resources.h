@@ -4,7 +4,8 @@
 //   const void* data = LockResource(LoadResource(module, found));
 //
 // On Linux a module with resources is a compiled resource file (what a resource compiler writes as .res),
-// loaded with LoadLibraryW under any name. Shared objects and the executable have none there.
+// loaded with LoadLibraryW under any name. The executable (a null module) carries the resources that its build
+// put into it; shared objects have none there.
 #pragma once
 
 #include "qv/platform/base.h"

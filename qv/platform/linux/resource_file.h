@@ -18,6 +18,8 @@ HMODULE openResourceBytes(std::vector<uint8_t> bytes);
 bool closeResourceFile(HMODULE module);
 // True for a handle that openResourceFile gave and closeResourceFile did not end.
 bool isResourceFile(HMODULE module);
+// Where the data of the resource that holds this address ends; null when no open module has it.
+const uint8_t* resourceEnd(const uint8_t* address);
 // Its path, or null.
 const char* resourceFilePath(HMODULE module);
 

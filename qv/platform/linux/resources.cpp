@@ -20,6 +20,7 @@
 
 #include "qv/platform/linux/resource_file.h"
 #include "qv/platform/locale.h"
+#include "qv/platform/resource_lists.h"
 #include "qv/platform/win32.h"
 
 // What an HRSRC points to.
@@ -63,7 +64,16 @@ struct ResourceFile {
 std::mutex filesLock;
 std::vector<std::unique_ptr<ResourceFile>> files;
 
-ResourceFile* fileOf(HMODULE module) {
+// The executable's own resources, which the build puts behind these names; absent where it has none.
+extern "C" {
+[[gnu::weak, gnu::visibility("hidden")]] extern const uint8_t qvProgramResources[];
+[[gnu::weak, gnu::visibility("hidden")]] extern const uint8_t qvProgramResourcesEnd[];
+}
+
+const ResourceFile* programFile();
+
+const ResourceFile* fileOf(HMODULE module) {
+  if (module == nullptr || module == GetModuleHandleW(nullptr)) return programFile();
   const std::lock_guard lock(filesLock);
   for (const auto& file : files) {
     if (reinterpret_cast<HMODULE>(file.get()) == module) return file.get();
@@ -148,6 +158,19 @@ bool readEntries(ResourceFile& file) {
   std::stable_sort(file.entries.begin(), file.entries.end(),
                    [](const Entry& a, const Entry& b) { return a.language < b.language; });
   return marked;
+}
+
+const ResourceFile* programFile() {
+  static const ResourceFile* const program = [] {
+    const auto file = new ResourceFile;
+    // Through volatile: a compiler takes for granted that an array has an address.
+    const uint8_t* const volatile begin = qvProgramResources;
+    const uint8_t* const start = begin;
+    if (start != nullptr) file->bytes.assign(start, static_cast<const uint8_t*>(qvProgramResourcesEnd));
+    readEntries(*file);
+    return file;
+  }();
+  return program;
 }
 
 bool readBytes(const char* path, std::vector<uint8_t>& bytes) {
@@ -249,12 +272,31 @@ bool closeResourceFile(HMODULE module) {
 }
 
 bool isResourceFile(HMODULE module) {
-  return fileOf(module) != nullptr;
+  const std::lock_guard lock(filesLock);
+  return std::any_of(files.begin(), files.end(),
+                     [module](const auto& file) { return handleOf(file.get()) == module; });
+}
+
+const uint8_t* resourceEnd(const uint8_t* address) {
+  const auto endIn = [address](const ResourceFile& file) -> const uint8_t* {
+    for (const Entry& entry : file.entries) {
+      const HRSRC__& found = entry.found;
+      if (address >= found.data && address < found.data + found.size) return found.data + found.size;
+    }
+    return nullptr;
+  };
+  if (const uint8_t* end = endIn(*programFile())) return end;
+  const std::lock_guard lock(filesLock);
+  for (const auto& file : files) {
+    if (const uint8_t* end = endIn(*file)) return end;
+  }
+  return nullptr;
 }
 
 const char* resourceFilePath(HMODULE module) {
+  if (!isResourceFile(module)) return nullptr;
   const ResourceFile* file = fileOf(module);
-  return file == nullptr || file->path.empty() ? nullptr : file->path.c_str();
+  return file->path.empty() ? nullptr : file->path.c_str();
 }
 
 }  // namespace qv::platform
@@ -300,6 +342,62 @@ BOOL EnumResourceLanguagesW(HMODULE module, LPCWSTR type, LPCWSTR name, ENUMRESL
         !callback(module, type, name, entry.language, parameter)) {
       return FALSE;
     }
+  }
+  return TRUE;
+}
+
+namespace {
+
+// Each different identifier once, texts first. The callback may unload nothing, so the texts stand.
+std::vector<const Identifier*> listed(std::vector<const Identifier*> all) {
+  const auto before = [](const Identifier* a, const Identifier* b) {
+    if (a->text.empty() != b->text.empty()) return b->text.empty();
+    return a->text.empty() ? a->number < b->number : lstrcmpiW(a->text.c_str(), b->text.c_str()) < 0;
+  };
+  std::stable_sort(all.begin(), all.end(), before);
+  const auto same = [before](const Identifier* a, const Identifier* b) { return !before(a, b); };
+  all.erase(std::unique(all.begin(), all.end(), same), all.end());
+  return all;
+}
+
+LPWSTR nameOf(const Identifier& identifier) {
+  const LPCWSTR text =
+      identifier.text.empty() ? MAKEINTRESOURCEW(identifier.number) : identifier.text.c_str();
+  return const_cast<LPWSTR>(text);
+}
+
+}  // namespace
+
+BOOL EnumResourceTypesW(HMODULE module, ENUMRESTYPEPROCW callback, LONG_PTR parameter) {
+  const ResourceFile* file = fileOf(module);
+  std::vector<const Identifier*> types;
+  if (file != nullptr) {
+    for (const Entry& entry : file->entries) types.push_back(&entry.type);
+  }
+  if (types.empty()) {
+    SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    return FALSE;
+  }
+  for (const Identifier* type : listed(std::move(types))) {
+    if (!callback(module, nameOf(*type), parameter)) return FALSE;
+  }
+  return TRUE;
+}
+
+BOOL EnumResourceNamesW(HMODULE module, LPCWSTR type, ENUMRESNAMEPROCW callback, LONG_PTR parameter) {
+  const ResourceFile* file = fileOf(module);
+  std::vector<const Identifier*> names;
+  if (file != nullptr) {
+    for (const Entry& entry : file->entries) {
+      if (entry.type.matches(type)) names.push_back(&entry.name);
+    }
+  }
+  if (names.empty()) {
+    SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    return FALSE;
+  }
+  for (const Identifier* name : listed(std::move(names))) {
+    if (!callback(module, type, nameOf(*name), parameter)) return FALSE;
   }
   return TRUE;
 }
