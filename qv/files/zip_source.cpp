@@ -6,7 +6,9 @@
 #include <new>
 
 #include "qv/files/detail/zip.h"
+#include "qv/frame/errors.h"
 #include "qv/frame/status.h"
+#include "qv/lang/resources.h"
 
 namespace qv::files {
 namespace {
@@ -154,6 +156,18 @@ HRESULT QvZip_Open(const WCHAR* path, uint32_t flags, QVZIP* zip) {
   const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return kCannotOpenFile;
   return openSource(file, kZipFile, flags, zip);
+}
+
+HRESULT QvZip_OpenResource(const WCHAR* name, uint32_t flags, QVZIP* zip, HQVLANG__* language) {
+  if (name == nullptr || zip == nullptr) return kInvalidArgument;
+  uint32_t size = 0;
+  const HGLOBAL loaded = QvLoadResourceCustom(language, name, TEXT("ZIP"), &size);
+  const auto data = loaded == nullptr ? nullptr : static_cast<const uint8_t*>(LockResource(loaded));
+  if (data != nullptr) return openZipMemory({size, 0, data}, flags, zip);
+  const HRESULT reported = QvErrorHandler_GetLastError();
+  if (FAILED(reported)) return reported;
+  const HRESULT systems = HRESULT_FROM_WIN32(GetLastError());
+  return FAILED(systems) ? systems : kNotFound;
 }
 
 HRESULT QvZip_Close(QVZIP zip) {

@@ -66,6 +66,12 @@ class QvZipProgress {
 // 0x8004e008, 0x8007000e. On failure *zip is untouched.
 QV_API HRESULT QvZip_Open(const WCHAR* path, uint32_t flags, QVZIP* zip);
 
+// Opens a ZIP file that is a resource of type "ZIP", found as by QvLoadResourceCustom. The bytes stay in their
+// module, which has to outlive the handle and its enumerators. zip: receives the handle, which the caller closes.
+// 0x80070057 for null arguments or what is no ZIP file, the last error when there is no such resource,
+// 0x8007000e. On failure *zip is untouched. QvZipEnum_NextSafe walks it too.
+QV_API HRESULT QvZip_OpenResource(const WCHAR* name, uint32_t flags, QVZIP* zip, HQVLANG__* language);
+
 // Gives a handle back: 0 when that was the last reference, 1 while enumerators still hold it, 0x80070057 for
 // a null handle.
 QV_API HRESULT QvZip_Close(QVZIP zip);

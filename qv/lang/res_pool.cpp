@@ -59,20 +59,19 @@ class HeaderReader {
   explicit HeaderReader(const PoolEntry& entry)
       : at_(entry.begin + 8), begin_(entry.begin), end_(entry.begin + entry.headerSize) {}
 
-  // Whether the next identifier is the one wanted; false also when it doesn't end inside the header.
-  bool takes(const WCHAR* wanted) {
-    const auto number = reinterpret_cast<uintptr_t>(wanted);
-    if (room() < 4) return false;
-    if (at<uint16_t>(at_) == 0xffff) {
-      const uint16_t own = at<uint16_t>(at_ + 2);
-      at_ += 4;
-      return number < 0x10000 && own == number;
-    }
-    const auto text = reinterpret_cast<const WCHAR*>(at_);
-    while (room() >= 2 && at<uint16_t>(at_) != 0) at_ += 2;
+  // False when the identifier doesn't end inside the header.
+  bool identifier(const WCHAR** own) {
     if (room() < 2) return false;
+    if (at<uint16_t>(at_) == 0xffff) {
+      if (room() < 4) return false;
+      *own = MAKEINTRESOURCEW(at<uint16_t>(at_ + 2));
+      at_ += 4;
+      return true;
+    }
+    *own = reinterpret_cast<const WCHAR*>(at_);
+    while (room() >= 2 && at<uint16_t>(at_) != 0) at_ += 2;
     at_ += 2;
-    return number >= 0x10000 && lstrcmpW(text, wanted) == 0;
+    return room() >= 0;
   }
   // Behind them: data version, memory flags, language.
   bool language(LANGID* language) {
@@ -90,30 +89,32 @@ class HeaderReader {
   const uint8_t* end_;
 };
 
+bool isSame(const WCHAR* own, const WCHAR* wanted) {
+  constexpr uintptr_t kFirstAddress = 0x10000;
+  const auto number = reinterpret_cast<uintptr_t>(wanted);
+  if (number < kFirstAddress || reinterpret_cast<uintptr_t>(own) < kFirstAddress) return own == wanted;
+  return lstrcmpW(own, wanted) == 0;
+}
+
 LCID conditioned(LCID lcid) {
   return lcid == 0 ? 0 : QvLang_GetConditionedLCID(lcid);
 }
 
-struct Kept {
-  PoolEntry entry;
-  LANGID language = 0;
+// What serves best for the wanted language; no data when nothing has this type and name.
+struct Search {
+  const WCHAR* name;
+  const WCHAR* type;
+  LCID own;
+  LCID wanted;
+  PoolResource kept = {};
 };
 
-// What serves best for the wanted language; no entry when none has this type and name.
-Kept findInPool(const _QVRESPOOL& pool, const WCHAR* name, const WCHAR* type, LCID lcid) {
-  const LCID own = QvLang_GetLCID(kernelLanguage);
-  const LCID wanted = conditioned(lcid != 0 ? lcid : own);
-  PoolWalk walk(pool);
-  Kept kept;
-  PoolEntry entry;
-  while (walk.next(&entry)) {
-    HeaderReader header(entry);
-    LANGID language = 0;
-    if (!header.takes(type) || !header.takes(name) || !header.language(&language)) continue;
-    if (wanted == 0 || conditioned(language) == wanted) return {entry, language};
-    if (kept.entry.begin == nullptr || language == LOWORD(own)) kept = {entry, language};
-  }
-  return kept;
+bool consider(const PoolResource& resource, void* context) {
+  auto& search = *static_cast<Search*>(context);
+  if (!isSame(resource.type, search.type) || !isSame(resource.name, search.name)) return true;
+  const bool exact = search.wanted == 0 || conditioned(resource.language) == search.wanted;
+  if (exact || search.kept.data == nullptr || resource.language == LOWORD(search.own)) search.kept = resource;
+  return !exact;
 }
 
 // ---- Bitmap statics ---------------------------------------------------------------------------------------
@@ -210,6 +211,21 @@ uint32_t roomFor(uint32_t size) {
 
 }  // namespace
 
+void forEachPoolResource(const _QVRESPOOL& pool, bool (*each)(const PoolResource& resource, void* context),
+                         void* context) {
+  if (pool.data == nullptr || pool.size < kSmallestPool) return;
+  PoolWalk walk(pool);
+  PoolEntry entry;
+  while (walk.next(&entry)) {
+    HeaderReader header(entry);
+    PoolResource resource = {nullptr, nullptr, 0, entry.data(), entry.dataSize};
+    if (!header.identifier(&resource.type) || !header.identifier(&resource.name) ||
+        !header.language(&resource.language))
+      continue;
+    if (!each(resource, context)) return;
+  }
+}
+
 uint32_t replacePoolBitmaps(const _QVRESPOOL* pool, HQVLANG language, DLGTEMPLATE* dialog, uint32_t size,
                             uint32_t capacity) {
   _qvdlghdrcreateex* header = nullptr;
@@ -234,12 +250,14 @@ using namespace qv;
 
 const void* QvFindResourceInResPool(const _QVRESPOOL* pool, uint32_t* size, const WCHAR* name,
                                     const WCHAR* type, LCID lcid, LCID* found) {
-  if (pool == nullptr || pool->data == nullptr || pool->size < kSmallestPool) return nullptr;
-  const Kept kept = findInPool(*pool, name, type, lcid);
-  if (kept.entry.begin == nullptr) return nullptr;
-  if (size != nullptr) *size = kept.entry.dataSize;
-  if (found != nullptr) *found = kept.language;
-  return kept.entry.data();
+  if (pool == nullptr) return nullptr;
+  const LCID own = QvLang_GetLCID(kernelLanguage);
+  Search search = {name, type, own, conditioned(lcid != 0 ? lcid : own)};
+  forEachPoolResource(*pool, consider, &search);
+  if (search.kept.data == nullptr) return nullptr;
+  if (size != nullptr) *size = search.kept.size;
+  if (found != nullptr) *found = search.kept.language;
+  return search.kept.data;
 }
 
 const DLGTEMPLATE* QvFindDialogTemplateInResPool(const _QVRESPOOL* pool, uint32_t* size, const WCHAR* name,

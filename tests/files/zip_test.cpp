@@ -13,6 +13,7 @@
 #include "qv/files/paths.h"
 #include "qv/files/tree.h"
 #include "qv/frame/status.h"
+#include "qv/lang/resources.h"
 
 namespace {
 
@@ -337,6 +338,33 @@ TEST(Zip, CutsAndFlips) {
     bad[bit / 8] = static_cast<uint8_t>(bad[bit / 8] ^ 1 << bit % 8);
     extract(bad);
   }
+}
+
+TEST(Zip, AResourceIsReadWhereItLies) {
+  WCHAR path[500];
+  const Text program(path, GetModuleFileNameW(nullptr, path, 500));
+  const HMODULE module =
+      LoadLibraryW((program.substr(0, program.find_last_of('\\') + 1) + TEXT("zip_resource.LNG")).c_str());
+  ASSERT_TRUE(module) << GetLastError();
+  HQVLANG language = nullptr;
+  ASSERT_EQ(0, QvLang_Open(&language, module, 0, 0));
+  QVZIP zip = nullptr;
+  ASSERT_EQ(0, QvZip_OpenResource(TEXT("PRESETS"), QVZIP_NAMEONLY, &zip, language));
+  EXPECT_EQ(LockResource(QvLoadResourceCustom(language, TEXT("PRESETS"), TEXT("ZIP"), nullptr)),
+            static_cast<qv::files::ZipMemory*>(zip->source)->data);
+  void* block = nullptr;
+  uint32_t size = 0;
+  ASSERT_EQ(0, QvZip_ExtractToMemory(zip, TEXT("one.txt"), &block, &size));
+  EXPECT_EQ("preset", std::string(static_cast<const char*>(block), size));
+  qv::files::zipFree(block);
+  EXPECT_EQ(0, QvZip_Close(zip));
+  zip = nullptr;
+  EXPECT_GT(0, QvZip_OpenResource(TEXT("MISSING"), 0, &zip, language));
+  EXPECT_EQ(qv::kInvalidArgument, QvZip_OpenResource(TEXT("BROKEN"), 0, &zip, language));
+  EXPECT_EQ(qv::kInvalidArgument, QvZip_OpenResource(nullptr, 0, &zip, language));
+  EXPECT_EQ(nullptr, zip);
+  QvLang_Close(language);
+  FreeLibrary(module);
 }
 
 }  // namespace

@@ -3,9 +3,10 @@
 namespace qv::workbench {
 
 std::span<const std::span<const Verb>> verbTables() {
-  static const std::span<const Verb> tables[] = {
-      errorVerbs(), machineVerbs(), linesVerbs(), logVerbs(),    moduleVerbs(), settingsVerbs(), textVerbs(),
-      timeVerbs(),  wavVerbs(),     filesVerbs(), folderVerbs(), zipVerbs(),    archiveVerbs()};
+  static const std::span<const Verb> tables[] = {errorVerbs(),   machineVerbs(),  linesVerbs(),  logVerbs(),
+                                                 moduleVerbs(),  settingsVerbs(), textVerbs(),   timeVerbs(),
+                                                 wavVerbs(),     filesVerbs(),    folderVerbs(), zipVerbs(),
+                                                 archiveVerbs(), resourceVerbs()};
   return tables;
 }
 
