@@ -4,6 +4,7 @@
 
 #include "qv/lang/detail/dlgtemplate.h"
 #include "qv/lang/detail/template_reader.h"
+#include "qv/lang/texts.h"
 
 namespace qv {
 namespace {
@@ -18,7 +19,9 @@ class Texts {
  public:
   Texts(uint8_t* block, size_t at) : block_(block), at_(at) {}
 
+  // A text that begins like a record must not stand where one can: it would be followed as one.
   const WCHAR* copy(const WCHAR* text, uint32_t length) {
+    if (length != 0 && text[0] == kRecordMarker && at_ % 4 == 0) at_ += sizeof(WCHAR);
     return static_cast<const WCHAR*>(copyBytes(text, length * sizeof(WCHAR), sizeof(WCHAR)));
   }
   const WCHAR* copy(const TemplateName& name) {
@@ -108,8 +111,9 @@ uint32_t QvMapDialogTemplate(const DLGTEMPLATE* dialog, uint32_t size, _qvdlghdr
   const TemplateHead head = reader.takeHead();
   if (reader.failed() || head.count > size / kSmallestControl + 1) return 0;
   // Twice the template is enough for all but the smallest.
-  const size_t needed =
-      sizeof(_qvdlghdrcreateex) + head.count * (sizeof(_qvdlgctrlcreateex) + sizeof(WCHAR)) + size;
+  const size_t needed = sizeof(_qvdlghdrcreateex) +
+                        head.count * (sizeof(_qvdlgctrlcreateex) + 3 * sizeof(WCHAR)) + 4 * sizeof(WCHAR) +
+                        size;
   const auto block = static_cast<uint8_t*>(allocateBlock(std::max(size_t{size} * 2, needed)));
   if (block == nullptr) return 0;
   const uint32_t used = map(reader, head, block);
