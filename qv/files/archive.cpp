@@ -249,6 +249,8 @@ HRESULT CArchive2::GetEntryFileAttributes(const WCHAR* name, uint32_t& attribute
 }
 
 bool CArchive2::IsEntryInArchive(const WCHAR* name) {
-  CentralEntry entry;
-  return findByName(archive_, name, &entry) == kOk;
+  if (archive_ == nullptr || name == nullptr) return false;
+  return forEachEntry(*archive_, [&](const CentralEntry& entry, int32_t) {
+           return sameInAnyCase(entry.name, name) ? kNothing : kOk;
+         }) == kNothing;
 }

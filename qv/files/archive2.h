@@ -200,6 +200,7 @@ class QV_API CArchive2 {
   HRESULT GetEntryCRC32(const WCHAR* name, uint32_t& crc);
   HRESULT GetEntryFileAttributes(int32_t index, uint32_t& attributes);
   HRESULT GetEntryFileAttributes(const WCHAR* name, uint32_t& attributes);
+  // Whether there is an entry of exactly this name, in any case.
   bool IsEntryInArchive(const WCHAR* name);
 
   // ---- Extraction

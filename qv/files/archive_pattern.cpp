@@ -28,7 +28,7 @@ bool matchesText(const Pattern& pattern, View name) {
 
 HRESULT checkForWildcards(Archive& archive, const WCHAR* name, Pattern* pattern) {
   const View text = name != nullptr ? View(name) : View();
-  if (text.size() < 2 || text.size() >= kNameCapacity) {
+  if (text.empty() || text.size() >= kNameCapacity) {
     return failed(archive, QVARCHIVE_ERROR_LENGTH, TEXT("CheckForWildcards"), kTooShort);
   }
   View kept = text;

@@ -587,7 +587,10 @@ TEST(Archive, RefusalsHaveTheirStatus) {
   EXPECT_EQ(archive.AddEntryToArchive((folder / "in").c_str(), 1, 6, 0, nullptr), qv::kGeneralFailure);
   EXPECT_EQ(archive.DeleteEntryFromArchive(TEXT("a.txt"), 0), qv::kGeneralFailure);
   EXPECT_EQ(archive.ExtractAll((folder / "nowhere").c_str(), 0), kRefused);
-  EXPECT_EQ(archive.ExtractEntry(TEXT("x"), folder.path.c_str(), 0), static_cast<HRESULT>(0x8004e03cu));
+  EXPECT_EQ(archive.ExtractEntry(TEXT(""), folder.path.c_str(), 0), static_cast<HRESULT>(0x8004e03cu));
+  EXPECT_EQ(archive.ExtractEntry(TEXT("x"), folder.path.c_str(), 0), 1);
+  EXPECT_FALSE(archive.IsEntryInArchive(TEXT("a.txt"))) << "it is in a folder";
+  EXPECT_TRUE(archive.IsEntryInArchive(TEXT("IN\\a.txt")));
   EXPECT_EQ(archive.ExtractEntry(TEXT("no.txt"), folder.path.c_str(), 0), 1);
   progress.errors.clear();
   EXPECT_EQ(create(folder / "b.arc", folder / "nothing.txt", 1, &progress), 0) << "an archive of nothing";

@@ -128,7 +128,7 @@ struct Pattern {
   enum Kind { Exact, EndsIn, Everything, BeginsWith } kind;
   WCHAR text[kNameCapacity];
 };
-// 0x8004e03c, reported, for null and for fewer than two characters; also for a text of 260 or more.
+// 0x8004e03c, reported, for null and for an empty text; also for a text of 260 or more.
 HRESULT checkForWildcards(Archive& archive, const WCHAR* name, Pattern* pattern);
 bool matches(const Pattern& pattern, const WCHAR* name);
 
