@@ -110,7 +110,7 @@ function(qv_script_test name)
     set(T_TIMEOUT 120)
   endif()
   add_test(NAME ${name} COMMAND /usr/bin/python3 "${CMAKE_CURRENT_SOURCE_DIR}/${T_SCRIPT}" $<TARGET_FILE:${T_PROGRAM}>
-           "${PROJECT_BINARY_DIR}/work/${name}" ${CMAKE_CROSSCOMPILING_EMULATOR})
+           "${PROJECT_BINARY_DIR}/script_tests/${name}" ${CMAKE_CROSSCOMPILING_EMULATOR})
   qv_test_properties(${name} "[0-9]+ passed, 0 failed" ${T_TIMEOUT} "${T_LABELS}")
 endfunction()
 

@@ -5,36 +5,18 @@ the other way round.
 import pathlib
 import random
 import shutil
-import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import FOLDER, ROOT, check, main, run as run_job  # noqa: E402
+
 sys.path.insert(0, str(ROOT / "tools"))
 import archive2  # noqa: E402
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
-passed = failed = 0
-
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
-
 
 def run(job_text):
-    job = FOLDER / "job.qvjob"
-    job.write_text("set out=out\n" + job_text, newline="\n")
-    # Files, not pipes: a pipe ends only when the emulator's own background processes let go of it.
-    with open(FOLDER / "out.txt", "w+b") as out, open(FOLDER / "err.txt", "w+b") as err:
-        done = subprocess.run([*EMULATOR, PROGRAM, str(job)], stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                              timeout=100)
-    return done.returncode, (FOLDER / "out.txt").read_text() + (FOLDER / "err.txt").read_text()
+    code, out, err = run_job("set out=out\n" + job_text)
+    return code, out + err
 
 
 def plant(folder):
@@ -59,8 +41,7 @@ def read_back(what, path, tree):
         check(what, False, repr(fault))
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
+def test_both_ways():
     plant(FOLDER / "tree")
     tree = content(FOLDER / "tree")
     ours = FOLDER / "out" / "ours.arc"
@@ -88,8 +69,6 @@ def main():
     theirs.write_bytes(broken)
     code, said = run("archive validate theirs.arc\n")
     check("a turned bit", code != 0 and "0x8004e00b" in said, said)
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
 
 
-sys.exit(main())
+main(test_both_ways)

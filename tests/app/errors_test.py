@@ -1,34 +1,12 @@
 #!/usr/bin/env python3
 """errors_test.py PROGRAM FOLDER [EMULATOR...]: what the workbench says when something fails, and that a fault of a
 module ends it with a description, a message and the exception's code."""
-import os
 import pathlib
 import re
-import shutil
-import subprocess
 import sys
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
-passed = failed = 0
-
-
-def run(job_text, **environment):
-    job = FOLDER / "job.qvjob"
-    job.write_bytes(job_text.encode())
-    done = subprocess.run([*EMULATOR, PROGRAM, str(job)], capture_output=True, timeout=100,
-                          env={**os.environ, **environment})
-    return done.returncode & 0xFF, done.stdout.decode(), done.stderr.decode()
-
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import EMULATOR, check, main, run  # noqa: E402
 
 
 ENGLISH = "set language=1033\n"
@@ -112,14 +90,4 @@ def test_faults():
     check("no fault", code == 0x57 and err.startswith("line 2\t0x80070057\t"), err)
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
-    FOLDER.mkdir(parents=True)
-    for test in (test_words, test_table, test_reports, test_faults):
-        test()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+main(test_words, test_table, test_reports, test_faults)

@@ -3,38 +3,18 @@
 
 On the Linux build the user and the machine are folders of this test's own.
 """
-import os
 import pathlib
-import shutil
-import subprocess
 import sys
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
-passed = failed = 0
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import EMULATOR, FOLDER, check, main, run_records  # noqa: E402
 
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
+# Without the emulator: the user and the machine.
+HIVES = {} if EMULATOR else {"HOME": str(FOLDER), "XDG_CONFIG_HOME": "", "XDG_CONFIG_DIRS": str(FOLDER / "machine")}
 
 
 def run(*lines):
-    job = FOLDER / "job.qvjob"
-    job.write_text("\n".join(lines) + "\n", encoding="utf-8", newline="\n")
-    variables = {k: v for k, v in os.environ.items() if not k.startswith("XDG_")}
-    if not EMULATOR:
-        variables |= {"HOME": str(FOLDER), "XDG_CONFIG_DIRS": str(FOLDER / "machine")}
-    with open(FOLDER / "out.txt", "w+b") as out, open(FOLDER / "err.txt", "w+b") as err:
-        done = subprocess.run([*EMULATOR, PROGRAM, str(job)], stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                              env=variables, timeout=100)
-    rows = [line.split("\t") for line in (FOLDER / "out.txt").read_text("utf-8").splitlines()]
-    return done.returncode, rows, (FOLDER / "err.txt").read_text("utf-8")
+    return run_records("\n".join(lines) + "\n", **HIVES)
 
 
 APP = '"Verb Test" 2.1'
@@ -113,14 +93,4 @@ def test_folders():
     run(f"setting {APP} delete all")
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
-    FOLDER.mkdir(parents=True)
-    for test in (test_values, test_round_trip, test_faults, test_folders):
-        test()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+main(test_values, test_round_trip, test_faults, test_folders)

@@ -6,34 +6,12 @@ Labels are judged by counting them off, one by one, by the rule that broadcaster
 import pathlib
 import random
 import shutil
-import subprocess
 import sys
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
-EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
-passed = failed = 0
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import FOLDER, ROOT, check, main, run_records  # noqa: E402
 
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
-
-
-def run(job_text):
-    job = FOLDER / "job.qvjob"
-    job.write_text(job_text, newline="\n")
-    # Files, not pipes: a pipe ends only when the emulator's own background processes let go of it.
-    with open(FOLDER / "out.txt", "w+b") as out, open(FOLDER / "err.txt", "w+b") as err:
-        done = subprocess.run([*EMULATOR, PROGRAM, str(job)], stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                              timeout=100)
-    rows = [line.split("\t") for line in (FOLDER / "out.txt").read_text().splitlines()]
-    return done.returncode, rows, (FOLDER / "err.txt").read_text()
+EXAMPLES = ROOT / "examples"
 
 
 def drop_frame_labels(count):
@@ -49,20 +27,20 @@ def drop_frame_labels(count):
 
 def test_labels():
     labels = drop_frame_labels(40_000)
-    code, rows, err = run("timecode 29.97df list 00:00:00:00 40000\n")
+    code, rows, err = run_records("timecode 29.97df list 00:00:00:00 40000\n")
     check("a list in drop frame", code == 0 and [row[0] for row in rows] == labels, err)
     check("its counts", [int(row[1]) for row in rows] == list(range(40_000)))
     check("its times", all(0 <= int(row[2]) - i * 1001 * 10**7 / 30000 < 1.001 for i, row in enumerate(rows)))
     # By number as well as by name.
-    _, rows, _ = run("".join(f"timecode 2 count {label}\n" for label in labels[::997]))
+    _, rows, _ = run_records("".join(f"timecode 2 count {label}\n" for label in labels[::997]))
     check("counts of labels", [int(row[3]) for row in rows] == list(range(0, 40_000, 997)), rows[:3])
-    _, rows, _ = run("timecode 24 add 23:59:59:23 00:00:00:01\ntimecode 30 subtract 00:00:00:00 1\n"
+    _, rows, _ = run_records("timecode 24 add 23:59:59:23 00:00:00:01\ntimecode 30 subtract 00:00:00:00 1\n"
                      "timecode 25 compare 1:2:3:4 1:2:3:5\ntimecode 25 nanos 12:34\n")
     check("sums and order", [row[-1] for row in rows] == ["00:00:00:00", "23:59:59:29", "-1", "133600000"], rows)
 
 
 def test_positions():
-    _, rows, _ = run('position clock write 36000000000\nposition 5 write 25000000 short distance\n'
+    _, rows, _ = run_records('position clock write 36000000000\nposition 5 write 25000000 short distance\n'
                      'position seconds read "1.5 s" offset=10000000\nposition feet40 read 2+10 fps=24\n')
     check("positions", [row[2:] for row in rows] ==
           [["36000000000", "1:00:00"], ["25000000", "1.1"], ["1.5 s", "25000000", " s"], ["2+10", "37500000", ""]], rows)
@@ -80,10 +58,10 @@ def test_markers():
         for grid in ("samples rate=44100", "time", "seconds", "measures tempo=133.33 beats=7", "nanos", "microseconds",
                      "time75", "frames fps=25", "feet16 fps=30000/1001", "feet40 fps=60", "measure-length ticks=480"):
             there, options = (grid + " ").split(" ", 1)
-            code, rows, err = run(f"cues {name} from=29.97df to={there} {options} out=there.txt\n"
+            code, rows, err = run_records(f"cues {name} from=29.97df to={there} {options} out=there.txt\n"
                                   f"cues there.txt from={there} to=29.97df {options} same={name}\n")
             check(f"{name} by {grid}", code == 0 and len(rows) == 2 and rows[0][0] == rows[1][0] == "cues", err)
-    code, rows, _ = run("cues marks.txt from=29.97df to=samples rate=48000\n")
+    code, rows, _ = run_records("cues marks.txt from=29.97df to=samples rate=48000\n")
     samples = [round(mark * 48000 * 1001 / 30000) for mark in marks]
     got = [int(row[0].replace(",", "")) for row in rows[2:]]
     check("samples by arithmetic", len(got) == 2000 and all(abs(a - b) <= 1 for a, b in zip(got, samples)))
@@ -108,26 +86,17 @@ def test_hostile_lists():
     for i, (text, source, line) in enumerate(FAULTS):
         (FOLDER / "bad.txt").write_bytes(text)
         (FOLDER / "result.txt").unlink(missing_ok=True)
-        code, rows, err = run(f"cues bad.txt from={source} to=nanos out=result.txt\n")
+        code, rows, err = run_records(f"cues bad.txt from={source} to=nanos out=result.txt\n")
         check(f"fault {i}", code != 0 and f"\tLine {line} of the list " in err and len(err) < 300, err[:300])
         check(f"fault {i} writes nothing", not (FOLDER / "result.txt").exists())
     (FOLDER / "bad.txt").write_bytes(b"90000\n")
-    _, _, err = run("cues bad.txt from=seconds to=25\n")
+    _, _, err = run_records("cues bad.txt from=seconds to=25\n")
     check("a day and more", "Line 1 of the list lies beyond 24 hours" in err, err)
     for arguments in ("cues bad.txt from=clock to=25", "cues bad.txt to=25", "cues bad.txt from=25 to=loud",
                       "timecode 31 label 1", "timecode 25 label -1", "timecode 25 count abc", "timecode 25 fly 1",
                       "position time read 5 tempo=0", "position time write x", "position time read 5 long"):
-        code, rows, err = run(arguments + "\n")
+        code, rows, err = run_records(arguments + "\n")
         check(arguments, code != 0 and not rows and err.startswith("line 1\t0x80070057\t"), err)
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
-    FOLDER.mkdir(parents=True)
-    for test in (test_labels, test_positions, test_markers, test_hostile_lists):
-        test()
-    print(f"{passed} passed, {failed} failed")
-    return failed > 0
-
-
-sys.exit(main())
+main(test_labels, test_positions, test_markers, test_hostile_lists)

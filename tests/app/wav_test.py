@@ -5,37 +5,14 @@ The files are made here byte by byte, and what comes out is judged by arithmetic
 """
 import math
 import pathlib
-import shutil
 import struct
-import subprocess
 import sys
 import zlib
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import FOLDER, check, main, run_records  # noqa: E402
+
 GUID_TAIL = bytes([0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71])
-passed = failed = 0
-
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
-
-
-def run(job_text):
-    job = FOLDER / "job.qvjob"
-    job.write_text(job_text, newline="\n")
-    # Files, not pipes: a pipe ends only when the emulator's own background processes let go of it.
-    with open(FOLDER / "out.txt", "w+b") as out, open(FOLDER / "err.txt", "w+b") as err:
-        done = subprocess.run([*EMULATOR, PROGRAM, str(job)], stdin=subprocess.DEVNULL, stdout=out, stderr=err,
-                              timeout=100)
-    rows = [line.split("\t") for line in (FOLDER / "out.txt").read_text().splitlines()]
-    return done.returncode, rows, (FOLDER / "err.txt").read_bytes()
 
 
 def chunk(name, body):
@@ -96,7 +73,7 @@ def test_sample_kinds():
                                       chunk(b"data", encode(kind, values)), chunk(b"cue ", b"later")))
             names.append(name)
             job += f"wav info {name}.wav\nwav levels {name}.wav\nwav split {name}.wav {name}\n"
-    code, rows, err = run(job)
+    code, rows, err = run_records(job)
     check("every kind is read", code == 0 and len(rows) == 11 * len(names), err)
     for i, name in enumerate(names):
         facts = rows[11 * i:11 * i + 11]
@@ -128,12 +105,12 @@ def test_lengths():
     for i, (_, data, _) in enumerate(cases):
         write(f"length-{i}.wav", data)
     job = "".join(f"wav info length-{i}.wav\n" for i in range(len(cases)))
-    code, rows, err = run(job + "wav levels length-5.wav\nwav spectrum length-5.wav empty.txt size=64\n")
+    code, rows, err = run_records(job + "wav levels length-5.wav\nwav spectrum length-5.wav empty.txt size=64\n")
     counts = [row[2] for row in rows if row[1] == "frames"]
     for (what, _, frames), count in zip(cases, counts):
         check(what, count == str(frames), count)
     check("silence has no level", code == 0 and ["level", "1", "-inf", "-inf"] in rows, (rows, err))
-    code, rows, err = run("wav levels length-0.wav locale=1\n")
+    code, rows, err = run_records("wav levels length-0.wav locale=1\n")
     check("levels for people", code == 0 and rows == [["level", "1", "-6.02 dB", "-6.02 dB"]], (rows, err))
 
 
@@ -163,8 +140,8 @@ def test_faults():
                  "wav spectrum good.wav a.png channel=2", "wav spectrum good.wav a.png channel=0"):
         wanted.append((step, "80070057"))
         job += step + "\n"
-    code, rows, err = run(job)
-    reports = err.decode().splitlines()
+    code, rows, err = run_records(job)
+    reports = err.splitlines()
     check("every fault is reported", code != 0 and rows == [] and len(reports) == len(wanted), reports)
     for line, ((what, status), report) in enumerate(zip(wanted, reports), start=2):
         check(what, report.startswith(f"line {line}\t0x{status}\t"), report)
@@ -192,7 +169,7 @@ def test_spectrum():
     left = [level * math.sin(2 * math.pi * frequency * i / rate) for i in range(9000)]
     write("in.wav", riff(chunk(b"fmt ", fmt(3, 2, rate, 4)), chunk(b"data", encode(
         "f32", [v for pair in zip(left, [0.0] * len(left)) for v in pair]))))
-    code, rows, err = run("wav spectrum in.wav s.txt size=1024 channel=1\nwav spectrum in.wav s.png channel=1\n"
+    code, rows, err = run_records("wav spectrum in.wav s.txt size=1024 channel=1\nwav spectrum in.wav s.png channel=1\n"
                           "wav spectrum in.wav mixed.txt size=1024\n")
     check("peak", code == 0 and [r[2:] for r in rows[:2]] == [["3000.00", f"{db(level):.2f}"]] * 2, (rows, err))
     check("both channels", rows[2][2:] == ["3000.00", f"{db(level / math.sqrt(2)):.2f}"], rows)
@@ -211,14 +188,4 @@ def test_spectrum():
     check("peak in the picture", abs(column - wanted) <= 2 and abs(top - height) <= 2, (column, wanted, top, height))
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
-    FOLDER.mkdir(parents=True)
-    for test in (test_sample_kinds, test_lengths, test_faults, test_spectrum):
-        test()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+main(test_sample_kinds, test_lengths, test_faults, test_spectrum)

@@ -6,44 +6,11 @@ The judges are the standing tools: `sort` of the C locale for sorted text, this 
 import os
 import pathlib
 import random
-import shutil
 import subprocess
 import sys
 
-PROGRAM = sys.argv[1]
-FOLDER = pathlib.Path(sys.argv[2])
-EMULATOR = sys.argv[3:]
-passed = failed = 0
-
-
-def run(job_text, name="job.qvjob"):
-    job = FOLDER / name
-    if isinstance(job_text, str):
-        job_text = job_text.encode()
-    job.write_bytes(job_text)
-    return start(str(job))
-
-
-def start(*arguments):
-    done = subprocess.run([*EMULATOR, PROGRAM, *arguments], capture_output=True, timeout=300)
-    # An emulator that could not start on a busy machine says so with 1 and no word; the workbench never does.
-    if EMULATOR and done.returncode == 1 and not done.stdout and not done.stderr:
-        done = subprocess.run([*EMULATOR, PROGRAM, *arguments], capture_output=True, timeout=300)
-    return done.returncode, done.stdout, done.stderr
-
-
-def status(code):
-    """The exit code as both systems show it: Linux keeps the low byte only."""
-    return code & 0xFF
-
-
-def check(what, condition, shown=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {what}: {shown}")
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from workbench import FOLDER, check, main, run_bytes, start  # noqa: E402
 
 
 def sorted_by_tool(path, *options):
@@ -66,32 +33,32 @@ def test_sorting():
     make_lines(large, 200_000)
     for kind in ("pointer", "heap", "inline"):
         for method, file in (("heap", large), ("heap", small), ("selection", small)):
-            code, out, err = run(f"lines {file.name} sort kind={kind} method={method}\n")
+            code, out, err = run_bytes(f"lines {file.name} sort kind={kind} method={method}\n")
             check(f"sort {kind} {method}", code == 0 and out == sorted_by_tool(file), err[:200])
-        code, out, err = run(f"lines small.txt unique kind={kind} out=unique.txt\n")
+        code, out, err = run_bytes(f"lines small.txt unique kind={kind} out=unique.txt\n")
         check(f"unique {kind}", (FOLDER / "unique.txt").read_bytes() == sorted_by_tool(small, "-u"), err[:200])
 
 
 def test_searching():
     lines = (FOLDER / "small.txt").read_bytes().split(b"\n")
     for kind in ("pointer", "heap", "inline"):
-        _, out, err = run(f"lines small.txt find=drop kind={kind}\n")
+        _, out, err = run_bytes(f"lines small.txt find=drop kind={kind}\n")
         wanted = b"".join(b"%d\t%s\n" % (i + 1, l) for i, l in enumerate(lines) if b"drop" in l)
         check(f"find {kind}", out == wanted, err[:200])
         for first, count, cut in ((5, 3, lines[5:8]), (0, 0, []), (690, -1, lines[690:]), (9999, 5, [])):
-            _, out, err = run(f"lines small.txt slice={first},{count} kind={kind}\n")
+            _, out, err = run_bytes(f"lines small.txt slice={first},{count} kind={kind}\n")
             check(f"slice {kind} {first},{count}", out == b"".join(l + b"\n" for l in cut), err[:200])
 
 
 def test_limits():
     (FOLDER / "many.txt").write_bytes(b"b\n" * 500_000 + b"a\n" * 500_000)
-    code, out, _ = run("lines many.txt sort kind=inline\n")
+    code, out, _ = run_bytes("lines many.txt sort kind=inline\n")
     check("a million lines", code == 0 and out == b"a\n" * 500_000 + b"b\n" * 500_000)
     (FOLDER / "many.txt").write_bytes(b"a\n" * 1_000_001)
-    code, _, err = run("lines many.txt sort\n")
+    code, _, err = run_bytes("lines many.txt sort\n")
     check("one line too many", code != 0 and err.startswith(b"line 1\t0x8004e00b\t"), err[:200])
     (FOLDER / "empty.txt").write_bytes(b"")
-    code, out, err = run("lines empty.txt sort kind=heap\n")
+    code, out, err = run_bytes("lines empty.txt sort kind=heap\n")
     check("an empty file", code == 0 and out == b"", err)
 
 
@@ -114,26 +81,26 @@ FAULTS = [
 
 def test_faults():
     for what, job, line, code, _ in FAULTS:
-        result, out, err = run(job)
+        result, out, err = run_bytes(job)
         start_of_report = f"line {line}\t{code}\t".encode()
         sentence = err[len(start_of_report):].strip()
         check(what, err.startswith(start_of_report) and len(sentence) > 10 and err.count(b"\n") == 1, err[:200])
-        check(what + ": exit code", status(result) == int(code, 16) & 0xFF, result)
-    code, out, err = run("nowhere fly\nset keep-going=1\n")
+        check(what + ": exit code", result == int(code, 16) & 0xFF, result)
+    code, out, err = run_bytes("nowhere fly\nset keep-going=1\n")
     check("a slip stops the job before it starts", out == b"" and err.startswith(b"line 1\t"), err[:200])
-    code, out, err = run("set keep-going=1\nlines nowhere.txt sort\nfly\nlines small.txt slice=0,1\n")
+    code, out, err = run_bytes("set keep-going=1\nlines nowhere.txt sort\nfly\nlines small.txt slice=0,1\n")
     check("keep-going runs what follows", out.count(b"\n") == 1 and err.count(b"\n") == 2, err[:200])
-    check("keep-going: the first failure is the result", status(code) == 0x07, code)
+    check("keep-going: the first failure is the result", code == 0x07, code)
 
 
 def test_entry():
     check("no job", start()[0] == 2)
     code, _, err = start(str(FOLDER / "missing.qvjob"))
-    check("a job that is not there", status(code) == 0x07 and err.startswith(b"line 0\t0x8004e007\t"), err)
+    check("a job that is not there", code == 0x07 and err.startswith(b"line 0\t0x8004e007\t"), err)
 
 
 def test_machine_and_module():
-    code, out, err = run("cpu\nos\nclock\nmodule longest_word\n")
+    code, out, err = run_bytes("cpu\nos\nclock\nmodule longest_word\n")
     facts = [line.split(b"\t") for line in out.splitlines()]
     check("facts", code == 0 and all(len(f) >= 3 for f in facts), err)
     check("processors", [b"cpu", b"processors", str(os.cpu_count()).encode()] in facts, facts)
@@ -145,21 +112,11 @@ def test_machine_and_module():
 
 def test_log():
     log = FOLDER / "logs" / "a.log"
-    code, out, err = run("set out=logs\nlog a.log plain one \"two  words\"\nlog a.log error three\n")
+    code, out, err = run_bytes("set out=logs\nlog a.log plain one \"two  words\"\nlog a.log error three\n")
     check("log", code == 0 and out == b"log\ta.log\tplain\nlog\ta.log\terror\n", err)
     check("log file", log.read_bytes().replace(b"\r", b"") == b"one two  words\nERR three\n", log.read_bytes())
-    code, _, err = run("log a.log loud x\n")
-    check("log level", status(code) == 0x57 and b"A level is" in err, err)
+    code, _, err = run_bytes("log a.log loud x\n")
+    check("log level", code == 0x57 and b"A level is" in err, err)
 
 
-def main():
-    shutil.rmtree(FOLDER, ignore_errors=True)
-    FOLDER.mkdir(parents=True)
-    for test in (test_sorting, test_searching, test_limits, test_faults, test_entry, test_log, test_machine_and_module):
-        test()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+main(test_sorting, test_searching, test_limits, test_faults, test_entry, test_log, test_machine_and_module)
