@@ -1,12 +1,13 @@
 // Adding files, folders and patterns; the directory and the end record; Close.
 #include <string.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <string>
 
 #include "qv/files/detail/archive_writing.h"
+#include "qv/files/detail/name_set.h"
 #include "qv/files/detail/text.h"
+#include "qv/files/detail/zlib_streams.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/platform/find.h"
@@ -19,7 +20,7 @@ using Text = std::basic_string<WCHAR>;
 
 constexpr uint32_t kDeflateBytes = 264777;
 
-WrittenEntry* writtenEntries(const Archive& archive, int32_t index) {
+WrittenEntry* writtenEntry(const Archive& archive, int32_t index) {
   return static_cast<WrittenEntry* const*>(archive.entries->data)[index];
 }
 int32_t writtenCount(const Archive& archive) {
@@ -53,9 +54,14 @@ Text entryName(const Adding& adding, const WCHAR* path) {
 }
 
 bool isInOldArchive(Archive& archive, const Text& name) {
-  return forEachEntry(archive, [&](const CentralEntry& entry, int32_t) {
-           return sameInAnyCase(entry.name, name) ? kNothing : kOk;
-         }) == kNothing;
+  if (archive.oldNames == nullptr) {
+    archive.oldNames = std::make_unique<NameSet>();
+    forEachEntry(archive, [&](const CentralEntry& entry, int32_t) {
+      archive.oldNames->add(entry.name);
+      return kOk;
+    });
+  }
+  return archive.oldNames->has(name);
 }
 
 // 0 to go on, 1 to leave the entry that is there, or another answer.
@@ -108,22 +114,6 @@ HRESULT addStored(Archive& archive, HANDLE source, WrittenEntry& entry) {
   return kOk;
 }
 
-class Deflate {
- public:
-  explicit Deflate(int32_t level)
-      : good_(deflateInit2(&stream, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK) {}
-  Deflate(const Deflate&) = delete;
-  Deflate& operator=(const Deflate&) = delete;
-  ~Deflate() {
-    if (good_) deflateEnd(&stream);
-  }
-  bool good() const { return good_; }
-  z_stream stream = {};
-
- private:
-  bool good_;
-};
-
 // Runs deflate over what the stream has, writing what comes out. The last result of zlib is in *result.
 bool pump(Archive& archive, z_stream& z, int flush, const Block& output, WrittenEntry& entry, int* result) {
   do {
@@ -171,11 +161,20 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
   return kOk;
 }
 
-// Writes the header with its name at the output position.
+// Writes a header and the texts behind it at the output position, in one call to the system.
+template <typename Header>
+bool writeRecord(Archive& archive, const Header& header, View name, View second) {
+  uint8_t whole[sizeof header + 2 * kNameCapacity * sizeof(WCHAR)];
+  const size_t nameBytes = name.size() * sizeof(WCHAR), secondBytes = second.size() * sizeof(WCHAR);
+  memcpy(whole, &header, sizeof header);
+  memcpy(whole + sizeof header, name.data(), nameBytes);
+  memcpy(whole + sizeof header + nameBytes, second.data(), secondBytes);
+  return writeOut(archive, whole, static_cast<uint32_t>(sizeof header + nameBytes + secondBytes));
+}
+
 bool writeHeader(Archive& archive, WrittenEntry& entry) {
   entry.offset = archive.output;
-  return writeOut(archive, &entry.header, sizeof entry.header) &&
-         writeOut(archive, entry.name, static_cast<uint32_t>(entry.header.nameLength * sizeof(WCHAR)));
+  return writeRecord(archive, entry.header, View(entry.name, entry.header.nameLength), View());
 }
 
 // Puts checksums and stored size into the header that stands before the data.
@@ -210,6 +209,17 @@ uint32_t attributesToStore(const Archive& archive, const WCHAR* path) {
                                                        : attributes;
 }
 
+// What files and folders begin with: kOk with a header to complete, kNothing for one that is to be left.
+HRESULT prepareEntry(Archive& archive, const Text& name, const WCHAR* path, const WCHAR* step,
+                     WrittenEntry* entry) {
+  const HRESULT may = mayAdd(archive, name);
+  if (may != kOk) return may;
+  if (!startEntry(archive, name, entry))
+    return failed(archive, QVARCHIVE_ERROR_LENGTH, step, kTooShort, path);
+  entry->header.attributes = attributesToStore(archive, path);
+  return kOk;
+}
+
 // The archive that is being written may lie in the folder that is being added.
 bool isOwnFile(const Archive& archive, const WCHAR* path) {
   WCHAR full[kNameCapacity];
@@ -223,12 +233,9 @@ HRESULT addFile(Archive& archive, const Adding& adding, const WCHAR* path) {
   constexpr const WCHAR* kStep = TEXT("AddFile");
   const Text name = entryName(adding, path);
   if (name.empty() || isOwnFile(archive, path)) return kOk;
-  const HRESULT may = mayAdd(archive, name);
-  if (may != kOk) return may == kNothing ? kOk : may;
   WrittenEntry entry;
-  if (!startEntry(archive, name, &entry))
-    return failed(archive, QVARCHIVE_ERROR_LENGTH, kStep, kTooShort, path);
-  entry.header.attributes = attributesToStore(archive, path);
+  const HRESULT prepared = prepareEntry(archive, name, path, kStep, &entry);
+  if (prepared != kOk) return prepared == kNothing ? kOk : prepared;
   const Source source(path);
   if (source.file == INVALID_HANDLE_VALUE)
     return failed(archive, QVARCHIVE_ERROR_OPEN, kStep, kCannotCreateFile, path);
@@ -257,12 +264,9 @@ HRESULT addFolderEntry(Archive& archive, const Adding& adding, const WCHAR* path
   Text name = entryName(adding, path);
   if (name.empty()) return failed(archive, QVARCHIVE_ERROR_ARGUMENT, kStep, kNothing);
   if (name.back() != '\\') name += '\\';
-  const HRESULT may = mayAdd(archive, name);
-  if (may != kOk) return may == kNothing ? kOk : may;
   WrittenEntry entry;
-  if (!startEntry(archive, name, &entry))
-    return failed(archive, QVARCHIVE_ERROR_LENGTH, kStep, kTooShort, path);
-  entry.header.attributes = attributesToStore(archive, path);
+  const HRESULT prepared = prepareEntry(archive, name, path, kStep, &entry);
+  if (prepared != kOk) return prepared == kNothing ? kOk : prepared;
   GetSystemTimeAsFileTime(&entry.header.head.time);
   const uint64_t start = archive.output;
   if (!writeHeader(archive, entry) || !keepEntry(archive, entry)) {
@@ -363,18 +367,17 @@ HRESULT sumOf(Archive& archive, const WCHAR* path, uint32_t flags, const WCHAR* 
   return kOk;
 }
 
+// Room for what is to be added and, when the archive is made anew, for the archive.
+bool hasRoom(const Archive& archive, uint64_t bytes, int64_t archiveBytes) {
+  if (archive.mode == QVARCHIVE_APPEND) bytes += static_cast<uint64_t>(std::max<int64_t>(archiveBytes, 0));
+  return bytes / 1024 <= freeKilobytes(archive, archive.path);
+}
+
 bool isWriting(const Archive* archive) {
   return archive != nullptr && (archive->mode == QVARCHIVE_CREATE || archive->mode == QVARCHIVE_APPEND);
 }
 
 // ---- Old entries of an append
-
-bool isReplaced(const Archive& archive, const WCHAR* name, int32_t newEntries) {
-  for (int32_t i = 0; i < newEntries; ++i) {
-    if (sameInAnyCase(writtenEntries(archive, i)->name, name)) return true;
-  }
-  return false;
-}
 
 HRESULT copyOldEntry(Archive& archive, const CentralEntry& old) {
   WrittenEntry entry = {};
@@ -398,11 +401,12 @@ HRESULT copyOldEntry(Archive& archive, const CentralEntry& old) {
 }
 
 HRESULT copyOldEntries(Archive& archive) {
-  const int32_t newEntries = writtenCount(archive);
+  NameSet replaced;
+  for (int32_t i = 0; i < writtenCount(archive); ++i) replaced.add(writtenEntry(archive, i)->name);
   uint64_t total = 0;
   const auto eachOld = [&](const auto& visit) {
     return forEveryEntry(archive, [&](const CentralEntry& entry, int32_t) {
-      return isReplaced(archive, entry.name, newEntries) ? kOk : visit(entry);
+      return replaced.has(entry.name) ? kOk : visit(entry);
     });
   };
   const HRESULT whole = eachOld([&](const CentralEntry& entry) {
@@ -429,9 +433,8 @@ bool writeCentralEntry(Archive& archive, const WrittenEntry& entry) {
   header.secondLength = entry.header.secondLength;
   header.attributes = entry.header.attributes;
   header.offset = entry.offset;
-  return writeOut(archive, &header, sizeof header) &&
-         writeOut(archive, entry.name, static_cast<uint32_t>(header.nameLength * sizeof(WCHAR))) &&
-         writeOut(archive, entry.second, static_cast<uint32_t>(header.secondLength * sizeof(WCHAR)));
+  return writeRecord(archive, header, View(entry.name, header.nameLength),
+                     View(entry.second, header.secondLength));
 }
 
 }  // namespace
@@ -446,7 +449,7 @@ HRESULT writeDirectory(Archive& archive) {
   const uint64_t offset = archive.output;
   if (writtenCount(archive) > 0) archive.changed = true;
   for (int32_t i = 0; i < writtenCount(archive); ++i) {
-    if (!writeCentralEntry(archive, *writtenEntries(archive, i))) return kWriteFailed;
+    if (!writeCentralEntry(archive, *writtenEntry(archive, i))) return kWriteFailed;
   }
   if (FAILED(status) || !archive.changed) return status;
   return writeEndRecord(archive, offset);
@@ -483,10 +486,11 @@ HRESULT CArchive2::AddEntryToArchive(const WCHAR* path, uint32_t method, int32_t
   constexpr const WCHAR* kStep = TEXT("AddEntryToArchive");
   if (archive_ == nullptr || path == nullptr) return kGeneralFailure;
   if (!isWriting(archive_)) return failed(*archive_, QVARCHIVE_ERROR_MODE, kStep, kGeneralFailure);
-  if (IsSpaceForAddEntry(path, flags) != kOk)
-    return failed(*archive_, QVARCHIVE_ERROR_SPACE, kStep, kNoSpace);
   uint64_t bytes = 0;
   const HRESULT sized = GetSizeAddEntry(path, bytes, flags);
+  if (FAILED(sized) || !hasRoom(*archive_, bytes, GetArchiveSize())) {
+    return failed(*archive_, QVARCHIVE_ERROR_SPACE, kStep, kNoSpace);
+  }
   if (archive_->progress != nullptr) archive_->progress->setText(path);
   if ((flags & QVADD_NOTOTAL) == 0) beginTotal(*archive_, path, bytes);
   archive_->addFlags = flags;
@@ -506,7 +510,7 @@ HRESULT CArchive2::AddEntryToArchive(const WCHAR* path, uint32_t method, int32_t
     status = addWildcard(*archive_, adding, path);
   }
   reportStatus(*archive_, QVARCHIVE_STATUS_DONE);
-  return FAILED(sized) ? sized : status;
+  return status;
 }
 
 HRESULT CArchive2::GetSizeAddEntry(const WCHAR* path, uint64_t& bytes, uint32_t flags) {
@@ -530,9 +534,7 @@ HRESULT CArchive2::IsSpaceForAddEntry(const WCHAR* path, uint32_t flags) {
   uint64_t bytes = 0;
   const HRESULT status = GetSizeAddEntry(path, bytes, flags);
   if (FAILED(status)) return status;
-  if (archive_->mode == QVARCHIVE_APPEND)
-    bytes += static_cast<uint64_t>(std::max<int64_t>(GetArchiveSize(), 0));
-  return bytes / 1024 > freeKilobytes(*archive_, archive_->path) ? kNothing : kOk;
+  return hasRoom(*archive_, bytes, GetArchiveSize()) ? kOk : kNothing;
 }
 
 void CArchive2::AddVolumeComment(const WCHAR* text) {

@@ -1,8 +1,6 @@
 // Extraction: from the stored bytes to a file with its time and attributes, both checksums compared.
 #include "qv/files/detail/archive_extract.h"
 
-#include <zlib.h>
-
 #include <string.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 
 #include "qv/files/detail/contained.h"
 #include "qv/files/detail/text.h"
+#include "qv/files/detail/zlib_streams.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/platform/times.h"
@@ -89,21 +88,6 @@ HRESULT extractStored(Archive& archive, const CentralEntry& entry, StoredData& d
   reportStatus(archive, QVARCHIVE_STATUS_FILEDONE);
   return target.finish(crc, kStep);
 }
-
-class Inflate {
- public:
-  Inflate() : good_(inflateInit2(&stream, -MAX_WBITS) == Z_OK) {}
-  Inflate(const Inflate&) = delete;
-  Inflate& operator=(const Inflate&) = delete;
-  ~Inflate() {
-    if (good_) inflateEnd(&stream);
-  }
-  bool good() const { return good_; }
-  z_stream stream = {};
-
- private:
-  bool good_;
-};
 
 // Inflates to the stream's end; *crc is that of the stored bytes.
 HRESULT inflateInto(const CentralEntry& entry, StoredData& data, Target& target, uint32_t* crc) {

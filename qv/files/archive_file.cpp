@@ -4,8 +4,11 @@
 #include <algorithm>
 
 #include "qv/files/detail/archive.h"
+#include "qv/files/detail/name_set.h"
 
 namespace qv::files {
+
+Archive::Archive() = default;
 
 Archive::~Archive() {
   if (entries != nullptr) QvList_Destroy(entries);

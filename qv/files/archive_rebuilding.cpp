@@ -23,13 +23,8 @@ bool createList(Archive& archive) {
 
 // Opens the present archive and the temporary file that is to take its place, with the stub copied.
 HRESULT openToRebuild(Archive& archive, const WCHAR* step) {
-  const HANDLE old = CreateFileW(archive.path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                 FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (old == INVALID_HANDLE_VALUE)
-    return failed(archive, QVARCHIVE_ERROR_OPEN, step, kCannotCreateFile, archive.path);
-  if (FAILED(loadEndRecord(archive, old))) {
-    return failed(archive, QVARCHIVE_ERROR_FORMAT, step, kNoArchive, archive.path);
-  }
+  const HRESULT opened = openExisting(archive, GENERIC_READ, step);
+  if (FAILED(opened)) return opened;
   if (archive.volumes > 1) return failed(archive, QVARCHIVE_ERROR_MODE, step, kNoArchive, archive.path);
   const HRESULT status = createTemporary(archive, GENERIC_WRITE, step);
   if (FAILED(status)) return status;
@@ -192,6 +187,16 @@ uint64_t freeKilobytes(const Archive& archive, const WCHAR* path) {
   const View kind = archive.fileSystem;
   if (sameInAnyCase(kind, TEXT("FAT32")) || sameInAnyCase(kind, TEXT("FAT"))) return kSmallFilesKilobytes;
   return QvGetDiskFreeSpace(path, 1024);
+}
+
+HRESULT openExisting(Archive& archive, DWORD access, const WCHAR* step) {
+  const HANDLE file = CreateFileW(archive.path, access, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE)
+    return failed(archive, QVARCHIVE_ERROR_OPEN, step, kCannotCreateFile, archive.path);
+  if (FAILED(loadEndRecord(archive, file)))
+    return failed(archive, QVARCHIVE_ERROR_FORMAT, step, kNoArchive, archive.path);
+  return kOk;
 }
 
 HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step) {

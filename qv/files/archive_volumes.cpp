@@ -172,29 +172,16 @@ void deleteJoinedVolumes(const Archive& archive) {
 }
 
 HRESULT openSelfExtracting(Archive& archive) {
-  constexpr const WCHAR* kStep = TEXT("Open SEA");
-  const HANDLE file = CreateFileW(archive.path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE)
-    return failed(archive, QVARCHIVE_ERROR_OPEN, kStep, kCannotCreateFile, archive.path);
-  if (FAILED(loadEndRecord(archive, file))) {
-    return failed(archive, QVARCHIVE_ERROR_FORMAT, kStep, kNoArchive, archive.path);
-  }
+  const HRESULT status = openExisting(archive, GENERIC_READ, TEXT("Open SEA"));
   archive.count = archive.end.entries;
-  return kOk;
+  return status;
 }
 
 HRESULT openMultiVolume(Archive& archive) {
   constexpr const WCHAR* kStep = TEXT("OpenMultiVol");
-  const HANDLE file = CreateFileW(archive.path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE)
-    return failed(archive, QVARCHIVE_ERROR_OPEN, kStep, kCannotCreateFile, archive.path);
-  if (FAILED(loadEndRecord(archive, file))) {
-    return failed(archive, QVARCHIVE_ERROR_FORMAT, kStep, kNoArchive, archive.path);
-  }
+  const HRESULT status = openExisting(archive, GENERIC_READ | GENERIC_WRITE, kStep);
   archive.count = archive.end.entries;
-  return createTemporary(archive, GENERIC_READ | GENERIC_WRITE, kStep);
+  return FAILED(status) ? status : createTemporary(archive, GENERIC_READ | GENERIC_WRITE, kStep);
 }
 
 HRESULT copyFurtherVolumes(Archive& archive) {

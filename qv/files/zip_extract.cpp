@@ -1,11 +1,10 @@
 // Taking entries out: block by block into a file, or whole into memory.
-#include <zlib.h>
-
 #include <algorithm>
 #include <string>
 
 #include "qv/files/detail/contained.h"
 #include "qv/files/detail/zip.h"
+#include "qv/files/detail/zlib_streams.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/frame/status.h"
@@ -46,22 +45,6 @@ class Output {
 
  private:
   HANDLE file_;
-};
-
-// zlib's raw inflate.
-class Inflate {
- public:
-  Inflate() : good_(inflateInit2(&stream, -MAX_WBITS) == Z_OK) {}
-  Inflate(const Inflate&) = delete;
-  Inflate& operator=(const Inflate&) = delete;
-  ~Inflate() {
-    if (good_) inflateEnd(&stream);
-  }
-  bool good() const { return good_; }
-  z_stream stream = {};
-
- private:
-  bool good_;
 };
 
 struct Block {

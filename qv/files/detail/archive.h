@@ -2,6 +2,7 @@
 #pragma once
 
 #include <limits>
+#include <memory>
 
 #include "qv/core/list.h"
 #include "qv/files/archive2.h"
@@ -9,6 +10,8 @@
 #include "qv/frame/status.h"
 
 namespace qv::files {
+
+class NameSet;
 
 inline constexpr HRESULT kMissingTarget = static_cast<HRESULT>(0x8004e00du);
 inline constexpr HRESULT kNoSuchFile = static_cast<HRESULT>(0x8004e032u);
@@ -42,8 +45,10 @@ struct Archive {
   WCHAR fileSystem[128] = {};
   uint32_t joinedVolumes = 0;  // volumes that Close deletes once the joined archive stands
   WCHAR joinedName[kNameCapacity] = {};
-  uint64_t* offsets = nullptr;  // of every central entry in the file, once one was looked up by index
+  std::unique_ptr<NameSet> oldNames;  // of an archive that is added to, once one was asked for
+  uint64_t* offsets = nullptr;        // of every central entry in the file, once one was looked up by index
 
+  Archive();
   ~Archive();
 };
 

@@ -5,6 +5,9 @@
 
 namespace qv::files {
 
+// Opens the archive's file as it is and loads its end record; failures are reported with `step`.
+HRESULT openExisting(Archive& archive, DWORD access, const WCHAR* step);
+
 // Makes the temporary file beside the archive and copies the stub, if there is one, to its start.
 HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step);
 
