@@ -13,63 +13,20 @@
 #include "qv/files/paths.h"
 #include "qv/files/tree.h"
 #include "qv/frame/status.h"
+#include "tests/files/bytes.h"
 
 namespace {
 
-using Text = std::basic_string<WCHAR>;
-using Bytes = std::vector<uint8_t>;
+using Text = qv::test::WText;
+using qv::test::Bytes;
+using qv::test::contentsOf;
+using qv::test::Folder;
+using qv::test::readAll;
+using qv::test::wide;
+using qv::test::writeAll;
+using qv::test::operator/;
 
 constexpr HRESULT kRefused = static_cast<HRESULT>(0x8004e00du);
-
-Text wide(const std::string& text) {
-  return Text(text.begin(), text.end());
-}
-
-struct Folder {
-  Text path;
-  Folder() {
-    static int number = 0;
-    WCHAR folder[260];
-    QvGetTempPath(260, folder);
-    path = Text(folder) + TEXT("qv_arc_") + wide(std::to_string(GetCurrentProcessId())) + TEXT("_") +
-           wide(std::to_string(++number));
-    QvDeleteDirectoryTree(path.c_str(), 1);
-    QvCreateDirectory(path.c_str(), nullptr);
-  }
-  ~Folder() { QvDeleteDirectoryTree(path.c_str(), 1); }
-  Text operator/(const std::string& name) const { return path + TEXT("\\") + wide(name); }
-};
-
-bool readAll(const Text& path, Bytes* bytes) {
-  const HANDLE file =
-      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return false;
-  LARGE_INTEGER size;
-  GetFileSizeEx(file, &size);
-  bytes->resize(static_cast<size_t>(size.QuadPart));
-  DWORD done = 0;
-  const BOOL good = ReadFile(file, bytes->data(), static_cast<DWORD>(bytes->size()), &done, nullptr);
-  CloseHandle(file);
-  return good && done == bytes->size();
-}
-
-Bytes contentsOf(const Text& path) {
-  Bytes bytes;
-  EXPECT_TRUE(readAll(path, &bytes)) << std::string(path.begin(), path.end());
-  return bytes;
-}
-
-void writeAll(const Text& path, const Bytes& bytes) {
-  WCHAR folder[260];
-  QvGetPathNameFromFilePath(path.c_str(), folder, 260);
-  QvCreateDirectory(folder, nullptr);
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  DWORD done = 0;
-  ASSERT_TRUE(bytes.empty() ||
-              WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr));
-  CloseHandle(file);
-}
 
 Bytes text(const std::string& s) {
   return Bytes(s.begin(), s.end());
@@ -587,11 +544,11 @@ TEST(Archive, RefusalsHaveTheirStatus) {
   EXPECT_EQ(archive.AddEntryToArchive((folder / "in").c_str(), 1, 6, 0, nullptr), qv::kGeneralFailure);
   EXPECT_EQ(archive.DeleteEntryFromArchive(TEXT("a.txt"), 0), qv::kGeneralFailure);
   EXPECT_EQ(archive.ExtractAll((folder / "nowhere").c_str(), 0), kRefused);
-  EXPECT_EQ(archive.ExtractEntry(TEXT(""), folder.path.c_str(), 0), static_cast<HRESULT>(0x8004e03cu));
-  EXPECT_EQ(archive.ExtractEntry(TEXT("x"), folder.path.c_str(), 0), 1);
+  EXPECT_EQ(archive.ExtractEntry(TEXT(""), folder.path(), 0), static_cast<HRESULT>(0x8004e03cu));
+  EXPECT_EQ(archive.ExtractEntry(TEXT("x"), folder.path(), 0), 1);
   EXPECT_FALSE(archive.IsEntryInArchive(TEXT("a.txt"))) << "it is in a folder";
   EXPECT_TRUE(archive.IsEntryInArchive(TEXT("IN\\a.txt")));
-  EXPECT_EQ(archive.ExtractEntry(TEXT("no.txt"), folder.path.c_str(), 0), 1);
+  EXPECT_EQ(archive.ExtractEntry(TEXT("no.txt"), folder.path(), 0), 1);
   progress.errors.clear();
   EXPECT_EQ(create(folder / "b.arc", folder / "nothing.txt", 1, &progress), 0) << "an archive of nothing";
   ASSERT_FALSE(progress.errors.empty());

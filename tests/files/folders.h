@@ -50,7 +50,9 @@ class Folder {
       QvGetTempPath(300, path);
       above = path;
     }
-    EXPECT_EQ(kOk, QvGetUniqueSubFolder(above.c_str(), TEXT("qv files test"), path, 300));
+    // With the process in its name: two that look for a free name at once would find the same.
+    const WText name = TEXT("qv files ") + wide(std::to_string(GetCurrentProcessId())) + TEXT(" ");
+    EXPECT_EQ(kOk, QvGetUniqueSubFolder(above.c_str(), name.c_str(), path, 300));
     path_ = path;
     good_ = fs::create_directories(nativePath());
   }

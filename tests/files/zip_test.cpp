@@ -14,56 +14,21 @@
 #include "qv/files/tree.h"
 #include "qv/frame/status.h"
 #include "qv/lang/resources.h"
+#include "tests/files/bytes.h"
 
 namespace {
 
-using Text = std::basic_string<WCHAR>;
-using Bytes = std::vector<uint8_t>;
-
-Text wide(const std::string& text) {
-  return Text(text.begin(), text.end());
-}
-
-Text scratch() {
-  static int number = 0;
-  WCHAR folder[260];
-  QvGetTempPath(260, folder);
-  return Text(folder) + TEXT("qv_zip_") + wide(std::to_string(GetCurrentProcessId())) + TEXT("_") +
-         wide(std::to_string(++number));
-}
-
-// A folder of the test's own, gone at its end.
-struct Folder {
-  Text path = scratch();
-  Folder() { QvCreateDirectory(path.c_str(), nullptr); }
-  ~Folder() { QvDeleteDirectoryTree(path.c_str(), 1); }
-  Text operator/(const char* name) const { return path + TEXT("\\") + wide(name); }
-};
-
-bool readAll(const Text& path, Bytes* bytes) {
-  const HANDLE file =
-      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return false;
-  LARGE_INTEGER size;
-  GetFileSizeEx(file, &size);
-  bytes->resize(static_cast<size_t>(size.QuadPart));
-  DWORD done = 0;
-  const BOOL good = ReadFile(file, bytes->data(), static_cast<DWORD>(bytes->size()), &done, nullptr);
-  CloseHandle(file);
-  return good && done == bytes->size();
-}
-
-void writeAll(const Text& path, const Bytes& bytes) {
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  DWORD done = 0;
-  ASSERT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr));
-  CloseHandle(file);
-}
+using Text = qv::test::WText;
+using qv::test::Bytes;
+using qv::test::contentsOf;
+using qv::test::Folder;
+using qv::test::readAll;
+using qv::test::wide;
+using qv::test::writeAll;
+using qv::test::operator/;
 
 Bytes golden(const char* name) {
-  Bytes bytes;
-  EXPECT_TRUE(readAll(wide(QV_GOLDEN_ZIP) + TEXT("/") + wide(name), &bytes)) << name;
-  return bytes;
+  return contentsOf(wide(QV_GOLDEN_ZIP) + TEXT("/") + wide(name));
 }
 
 Bytes take() {
