@@ -29,6 +29,8 @@ class Watcher final : public CQvArchiveProgress {
     if (code == QVARCHIVE_STATUS_ASKOVERWRITE || code == QVARCHIVE_STATUS_ASKREADONLY) {
       respond(QVARCHIVE_RESPONSE_OVERWRITE);
     }
+    files_ += code == QVARCHIVE_STATUS_EXTRACTING || code == QVARCHIVE_STATUS_DELETING ||
+              code == QVARCHIVE_STATUS_VALIDATING;
     return kOk;
   }
   HRESULT advance(uint64_t amount) override {
@@ -38,6 +40,8 @@ class Watcher final : public CQvArchiveProgress {
     progress_.show(std::min(percent, 100.0), text());
     return kOk;
   }
+  // How many files were extracted, validated or deleted.
+  int64_t files() const { return files_; }
   // What went wrong, as one sentence.
   WString sentence(const WString& path) const {
     return failures_.empty() ? TEXT("The archive says no: ") + path : failures_;
@@ -46,6 +50,7 @@ class Watcher final : public CQvArchiveProgress {
  private:
   Progress progress_;
   WString failures_;
+  int64_t files_ = 0;
 };
 
 WString qualified(const WString& path) {
@@ -188,21 +193,21 @@ HRESULT extract(Work& work) {
     const HRESULT one = work.archive().ExtractEntry(name->c_str(), folder.c_str(), QVEXTRACT_OVERWRITE);
     return one == kNothing ? kNotFound : one;
   });
-  return FAILED(status) ? status : work.done(TEXT("extracted"), 1);
+  return FAILED(status) ? status : work.done(TEXT("extracted"), work.watcher().files());
 }
 
 HRESULT validate(Work& work) {
   const HRESULT status = work.with(work.in(2), QVARCHIVE_READ, [&] {
     return work.archive().ValidateEntry(work.has(3) ? work.word(3).c_str() : TEXT("*.*"));
   });
-  return FAILED(status) ? status : work.done(TEXT("valid"), 1);
+  return FAILED(status) ? status : work.done(TEXT("valid"), work.watcher().files());
 }
 
 HRESULT remove(Work& work) {
   const HRESULT status = work.with(work.out(2), QVARCHIVE_DELETE, [&] {
     return work.archive().DeleteEntryFromArchive(work.word(3).c_str(), 0);
   });
-  return FAILED(status) ? status : work.done(TEXT("deleted"), 1);
+  return FAILED(status) ? status : work.done(TEXT("deleted"), work.watcher().files());
 }
 
 HRESULT annotate(Work& work) {
@@ -226,9 +231,13 @@ HRESULT split(Work& work) {
 }
 
 HRESULT merge(Work& work) {
-  const HRESULT status =
-      work.with(work.out(2), QVARCHIVE_MULTIVOLUME, [&] { return work.archive().MergeArchive(0); });
-  return FAILED(status) ? status : work.done(TEXT("volumes"), 1);
+  int32_t volumes = 0;
+  const HRESULT status = work.with(work.out(2), QVARCHIVE_MULTIVOLUME, [&] {
+    const HRESULT done = work.archive().MergeArchive(0);
+    volumes = work.archive().GetMultiVolumeStatus();
+    return done;
+  });
+  return FAILED(status) ? status : work.done(TEXT("volumes"), volumes);
 }
 
 HRESULT makeSelfExtracting(Work& work) {

@@ -2,7 +2,6 @@
 // and folders that admit nothing. Every access is made in a process of its own.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,37 +10,24 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <random>
 #include <string>
 #include <thread>
 
 #include "qv/platform/registry.h"
+#include "tests/support/processes.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Text = std::u16string;
+using qv::test::inChild;
+using qv::test::resultOf;
+using qv::test::start;
 
 constexpr const char16_t* kPath = u"Software\\Processes";
 constexpr DWORD kBigValue = 6000;
-
-pid_t start(const std::function<int()>& work) {
-  const pid_t child = fork();
-  if (child == 0) _exit(work());
-  return child;
-}
-
-int resultOf(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-int inChild(const std::function<int()>& work) {
-  return resultOf(start(work));
-}
 
 LSTATUS openKey(HKEY* key) {
   return RegCreateKeyExW(HKEY_CURRENT_USER, kPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key, nullptr);
@@ -57,19 +43,7 @@ bool has(HKEY key, const Text& name) {
   return RegQueryValueExW(key, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) == 0;
 }
 
-class RegistryProcesses : public testing::Test {
- protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/qv-registry-XXXXXX";
-    folder = mkdtemp(pattern);
-    setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
-  }
-  void TearDown() override { fs::remove_all(folder); }
-
-  fs::path hive() const { return folder / "qv/user.registry"; }
-
-  fs::path folder;
-};
+using RegistryProcesses = qv::test::OwnRegistry;
 
 TEST_F(RegistryProcesses, SideBySideLoseNothing) {
   constexpr int kWrites = 10000;

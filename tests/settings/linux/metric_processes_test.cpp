@@ -1,39 +1,28 @@
 // What an application's settings must withstand: processes side by side, and a damaged store. Every access is
 // made in a process of its own.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 
 #include "qv/frame/status.h"
 #include "qv/settings/metric.h"
+#include "tests/support/processes.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using qv::test::inChild;
+using qv::test::resultOf;
+using qv::test::start;
 
 constexpr int32_t kWrites = 10000;
 constexpr int32_t kDefault = 77;
-
-pid_t start(const std::function<int()>& work) {
-  const pid_t child = fork();
-  if (child == 0) _exit(work());
-  return child;
-}
-
-int resultOf(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
 
 HQVMETRIC open() {
   HQVMETRIC metrics = nullptr;
@@ -41,19 +30,7 @@ HQVMETRIC open() {
   return metrics;
 }
 
-class MetricProcesses : public testing::Test {
- protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/qv-metric-XXXXXX";
-    folder = mkdtemp(pattern);
-    setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
-  }
-  void TearDown() override { fs::remove_all(folder); }
-
-  fs::path hive() const { return folder / "qv/user.registry"; }
-
-  fs::path folder;
-};
+using MetricProcesses = qv::test::OwnRegistry;
 
 TEST_F(MetricProcesses, TwoWritersLoseNothing) {
   const auto writer = [](int32_t first) {
@@ -68,13 +45,13 @@ TEST_F(MetricProcesses, TwoWritersLoseNothing) {
   const pid_t one = start(writer(0)), two = start(writer(kWrites));
   EXPECT_EQ(0, resultOf(one));
   EXPECT_EQ(0, resultOf(two));
-  EXPECT_EQ(0, resultOf(start([] {
+  EXPECT_EQ(0, inChild([] {
               const HQVMETRIC metrics = open();
               for (int32_t i = 0; i < 2 * kWrites; ++i) {
                 if (QvGetMetricEx(metrics, i, 0, 0, -1) != i) return 1;
               }
               return 0;
-            })));
+            }));
 }
 
 void damage(const fs::path& hive) {
@@ -83,9 +60,9 @@ void damage(const fs::path& hive) {
 }
 
 TEST_F(MetricProcesses, ADamagedStoreGivesDefaultsAndIsKept) {
-  ASSERT_EQ(0, resultOf(start([] { return QvSetMetric(open(), 1, 5) == qv::kOk ? 0 : 1; })));
+  ASSERT_EQ(0, inChild([] { return QvSetMetric(open(), 1, 5) == qv::kOk ? 0 : 1; }));
   damage(hive());
-  EXPECT_EQ(0, resultOf(start([] {
+  EXPECT_EQ(0, inChild([] {
               const HQVMETRIC metrics = open();
               if (metrics == nullptr || metrics->key != nullptr) return 1;
               if (QvGetMetricEx(metrics, 1, 0, 100, kDefault) != kDefault) return 2;
@@ -93,7 +70,7 @@ TEST_F(MetricProcesses, ADamagedStoreGivesDefaultsAndIsKept) {
               const HQVMETRIC later = open();
               if (QvSetMetric(later, 1, 6) != qv::kOk) return 4;
               return QvGetMetric(later, 1) == 6 ? 0 : 5;
-            })));
+            }));
   std::ifstream kept(hive().string() + ".damaged", std::ios::binary);
   EXPECT_EQ(std::string(20000, 'x'), std::string(std::istreambuf_iterator<char>(kept), {}));
 }
@@ -118,18 +95,18 @@ TEST_F(MetricProcesses, AnOldHandleLeadsNowhereInANewStore) {
   fs::rename(hive(), hive().string() + ".damaged");
   for (const char* suffix : {"-wal", "-shm"})
     fs::rename(hive().string() + suffix, hive().string() + ".damaged" + suffix);
-  EXPECT_EQ(0, resultOf(start([] {
+  EXPECT_EQ(0, inChild([] {
               HQVMETRIC other = nullptr;
               QvMetric_Open(&other, TEXT("Another"), 0x01000000, nullptr);
               return QvSetMetric(other, 1, 44) == qv::kOk ? 0 : 1;
-            })));
+            }));
   ASSERT_EQ(1, write(toChild[1], "g", 1));
   EXPECT_EQ(0, resultOf(child));
-  EXPECT_EQ(0, resultOf(start([] {
+  EXPECT_EQ(0, inChild([] {
               HQVMETRIC other = nullptr;
               QvMetric_Open(&other, TEXT("Another"), 0x01000000, nullptr);
               return QvGetMetric(other, 1) == 44 && QvGetMetric(open(), 2) == 8 ? 0 : 1;
-            })));
+            }));
 }
 
 }  // namespace
