@@ -59,6 +59,21 @@ SIZE interfaceUnits(int32_t font) {
   return {width, height};
 }
 
+// The language module's template first, then the main one's: by name, or the English one where both are one
+// module. `refused`: what a call gives that showed nothing.
+template <typename Result, typename Show, typename ShowByName>
+static Result showNamed(HQVLANG language, const WCHAR* name, Show show, ShowByName showByName, Result refused,
+                        HWND parent, DLGPROC procedure, LPARAM parameter) {
+  const HMODULE main = mainInstanceOf(language);
+  if (const ResourceBytes own = resourceOfLanguage(language, name, RT_DIALOG); own.data != nullptr) {
+    const Result shown = show(language->languageInstance, templateOf(own), parent, procedure, parameter);
+    if (shown != refused) return shown;
+  }
+  if (!isOneModule(language)) return showByName(main, name, parent, procedure, parameter);
+  const ResourceBytes english = englishDialog(language, name);
+  return english.data != nullptr ? show(main, templateOf(english), parent, procedure, parameter) : refused;
+}
+
 SIZE dialogPixels(int32_t cx, int32_t cy, int32_t unitWidth, int32_t unitHeight) {
   SIZE units = {unitWidth, unitHeight};
   if (unitWidth == 0 || unitHeight == 0) units = interfaceUnits(kNormalFont);
@@ -72,16 +87,8 @@ using namespace qv;
 HWND QvCreateDialogParam(HQVLANG language, const WCHAR* name, HWND parent, DLGPROC procedure,
                          LPARAM parameter) {
   const ScreenResourceCalls& calls = screenResourceCalls();
-  const HMODULE main = mainInstanceOf(language);
-  if (const ResourceBytes own = resourceOfLanguage(language, name, RT_DIALOG); own.data != nullptr) {
-    const HWND dialog =
-        calls.createDialog(language->languageInstance, templateOf(own), parent, procedure, parameter);
-    if (dialog != nullptr) return dialog;
-  }
-  if (!isOneModule(language)) return calls.createNamedDialog(main, name, parent, procedure, parameter);
-  const ResourceBytes english = englishDialog(language, name);
-  if (english.data == nullptr) return nullptr;
-  return calls.createDialog(main, templateOf(english), parent, procedure, parameter);
+  return showNamed(language, name, calls.createDialog, calls.createNamedDialog, HWND{}, parent, procedure,
+                   parameter);
 }
 
 HWND QvCreateDialogIndirectParam(HQVLANG language, const DLGTEMPLATE* dialog, HWND parent, DLGPROC procedure,
@@ -94,16 +101,8 @@ HWND QvCreateDialogIndirectParam(HQVLANG language, const DLGTEMPLATE* dialog, HW
 INT_PTR QvDialogBoxParam(HQVLANG language, const WCHAR* name, HWND parent, DLGPROC procedure,
                          LPARAM parameter) {
   const ScreenResourceCalls& calls = screenResourceCalls();
-  const HMODULE main = mainInstanceOf(language);
-  if (const ResourceBytes own = resourceOfLanguage(language, name, RT_DIALOG); own.data != nullptr) {
-    const INT_PTR answer =
-        calls.runDialog(language->languageInstance, templateOf(own), parent, procedure, parameter);
-    if (answer != -1) return answer;
-  }
-  if (!isOneModule(language)) return calls.runNamedDialog(main, name, parent, procedure, parameter);
-  const ResourceBytes english = englishDialog(language, name);
-  if (english.data == nullptr) return -1;
-  return calls.runDialog(main, templateOf(english), parent, procedure, parameter);
+  return showNamed(language, name, calls.runDialog, calls.runNamedDialog, INT_PTR{-1}, parent, procedure,
+                   parameter);
 }
 
 INT_PTR QvDialogBoxIndirectParam(HQVLANG language, const DLGTEMPLATE* dialog, HWND parent, DLGPROC procedure,
