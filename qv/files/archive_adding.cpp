@@ -164,12 +164,14 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
 // Writes a header and the texts behind it at the output position, in one call to the system.
 template <typename Header>
 bool writeRecord(Archive& archive, const Header& header, View name, View second) {
-  uint8_t whole[sizeof header + 2 * kNameCapacity * sizeof(WCHAR)];
-  const size_t nameBytes = name.size() * sizeof(WCHAR), secondBytes = second.size() * sizeof(WCHAR);
-  memcpy(whole, &header, sizeof header);
-  memcpy(whole + sizeof header, name.data(), nameBytes);
-  memcpy(whole + sizeof header + nameBytes, second.data(), secondBytes);
-  return writeOut(archive, whole, static_cast<uint32_t>(sizeof header + nameBytes + secondBytes));
+  struct {
+    Header header;
+    WCHAR texts[2 * kNameCapacity];
+  } record = {header, {}};
+  static_assert(offsetof(decltype(record), texts) == sizeof header);
+  std::copy(second.begin(), second.end(), std::copy(name.begin(), name.end(), record.texts));
+  const size_t bytes = sizeof header + (name.size() + second.size()) * sizeof(WCHAR);
+  return writeOut(archive, &record, static_cast<uint32_t>(bytes));
 }
 
 bool writeHeader(Archive& archive, WrittenEntry& entry) {

@@ -51,7 +51,7 @@ class Folder {
       above = path;
     }
     // With the process in its name: two that look for a free name at once would find the same.
-    const WText name = TEXT("qv files ") + wide(std::to_string(GetCurrentProcessId())) + TEXT(" ");
+    const WText name = TEXT("qv files ") + wide(std::to_string(GetCurrentProcessId())) + TEXT("-");
     EXPECT_EQ(kOk, QvGetUniqueSubFolder(above.c_str(), name.c_str(), path, 300));
     path_ = path;
     good_ = fs::create_directories(nativePath());
