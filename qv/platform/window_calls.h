@@ -28,6 +28,7 @@ struct WindowCalls {
   void (*releaseScreen)(HDC context) = nullptr;                       // ReleaseDC(nullptr, …)
   HFONT (*selectFont)(HDC context, HFONT font) = nullptr;             // SelectObject
   int (*drawText)(HDC context, LPCWSTR text, int count, RECT* box, UINT flags) = nullptr;  // DrawTextW
+  BOOL (*post)(HWND window, UINT message, WPARAM w, LPARAM l) = nullptr;                   // PostMessageW
 };
 
 // The table in use.

@@ -21,6 +21,7 @@ constexpr WindowCalls kNone = {
     [](HDC) {},
     [](HDC, HFONT) { return HFONT(); },
     [](HDC, LPCWSTR, int, RECT*, UINT) { return 0; },
+    [](HWND, UINT, WPARAM, LPARAM) { return FALSE; },
 };
 
 const WindowCalls* inForce = &kNone;

@@ -22,6 +22,7 @@ constexpr WindowCalls kSystem = {
     [](HDC context, LPCWSTR text, int count, RECT* box, UINT flags) {
       return DrawTextW(context, text, count, box, flags);
     },
+    [](HWND window, UINT message, WPARAM w, LPARAM l) { return PostMessageW(window, message, w, l); },
 };
 
 const WindowCalls* inForce = &kSystem;
