@@ -88,13 +88,13 @@ HRESULT CQvInetBase::InitBase(const WCHAR* userAgent) {
   if (!userAgent) return qv::kInvalidArgument;
   userAgent_ = copyOf(userAgent);
   if (userAgent_ && Worker::createEvents(*this)) {
-    InterlockedIncrement(&references_);
+    ++references_;
     thread_ = CreateThread(nullptr, 0, Worker::start, this, 0, &threadId_);
     if (thread_) {
       initialised_ = 1;
       return qv::kOk;
     }
-    InterlockedDecrement(&references_);
+    --references_;
   }
   Worker::closeEvents(*this);
   delete[] userAgent_;
@@ -160,7 +160,7 @@ int64_t CQvInetBase::GetBytesTransferred() {
 // ---- The caller
 
 LONG CQvInetBase::AddRef() {
-  return InterlockedIncrement(&references_);
+  return ++references_;
 }
 
 // Counted down under the lock: of two threads that let go at once, one is the last outside and must see it.
@@ -175,7 +175,7 @@ LONG CQvInetBase::Release() {
         SendCmdToWorker(kQuit);
       }
     }
-    count = InterlockedDecrement(&references_);
+    count = --references_;
   }
   if (count == 0) delete this;
   return count;

@@ -134,7 +134,7 @@ class QV_API CQvInetBase {
   std::atomic<uint32_t> cancel_{0};
   uint32_t busy_ = 0;
   std::atomic<uint32_t> command_{0};
-  volatile LONG references_ = 1;
+  std::atomic<LONG> references_{1};
   WCHAR* userAgent_ = nullptr;
   uint32_t initialised_ = 0;
   HANDLE thread_ = nullptr;
