@@ -1,8 +1,8 @@
 #include "qv/app/workbench/picture.h"
 
-#include <zlib.h>
-
 #include <algorithm>
+
+#include "qv/app/workbench/png.h"
 
 namespace qv::workbench {
 namespace {
@@ -56,27 +56,6 @@ const Glyph* findGlyph(char letter) {
   return nullptr;
 }
 
-void appendBig(std::string& bytes, uint32_t value) {
-  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(value >> shift));
-}
-
-void appendChunk(std::string& png, std::string_view type, const std::string& body) {
-  appendBig(png, static_cast<uint32_t>(body.size()));
-  const size_t start = png.size();
-  png.append(type).append(body);
-  const auto* bytes = reinterpret_cast<const Bytef*>(png.data() + start);
-  appendBig(png, static_cast<uint32_t>(crc32(0, bytes, static_cast<uInt>(png.size() - start))));
-}
-
-std::string deflated(const std::string& bytes) {
-  uLongf size = compressBound(static_cast<uLong>(bytes.size()));
-  std::string packed(size, '\0');
-  compress2(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()),
-            static_cast<uLong>(bytes.size()), Z_BEST_COMPRESSION);
-  packed.resize(size);
-  return packed;
-}
-
 }  // namespace
 
 Picture::Picture(int width, int height, std::vector<uint32_t> palette)
@@ -107,10 +86,7 @@ void Picture::text(int left, int top, std::string_view letters, uint8_t colour, 
 }
 
 std::string Picture::png() const {
-  std::string header, colours, rows;
-  appendBig(header, static_cast<uint32_t>(width_));
-  appendBig(header, static_cast<uint32_t>(height_));
-  header += {8, 3, 0, 0, 0};  // eight bits, indexed, the only compression and filter set, not interlaced
+  std::string colours, rows;
   for (uint32_t colour : palette_) {
     for (int shift = 16; shift >= 0; shift -= 8) colours.push_back(static_cast<char>(colour >> shift));
   }
@@ -119,12 +95,9 @@ std::string Picture::png() const {
     rows.append(reinterpret_cast<const char*>(pixels_.data()) + static_cast<size_t>(y) * width_,
                 static_cast<size_t>(width_));
   }
-  std::string png("\x89PNG\r\n\x1a\n", 8);
-  appendChunk(png, "IHDR", header);
-  appendChunk(png, "PLTE", colours);
-  appendChunk(png, "IDAT", deflated(rows));
-  appendChunk(png, "IEND", {});
-  return png;
+  constexpr uint8_t kEightBits = 8, kIndices = 3;
+  return pngFile({static_cast<uint32_t>(width_), static_cast<uint32_t>(height_), kEightBits, kIndices},
+                 colours, rows);
 }
 
 }  // namespace qv::workbench

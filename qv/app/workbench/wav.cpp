@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "qv/app/workbench/bytes.h"
 #include "qv/frame/status.h"
 
 namespace qv::workbench {
@@ -19,21 +20,6 @@ constexpr int kMaxChunks = 4096;  // before the samples; more is no sound file
 
 // The tag of an extensible header is the head of a GUID with this tail.
 constexpr uint8_t kGuidTail[] = {0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71};
-
-template <class T>
-T little(const char* at) {
-  T value = 0;
-  for (size_t i = 0; i < sizeof(T); ++i) {
-    value = static_cast<T>(value | static_cast<T>(static_cast<uint8_t>(at[i])) << (8 * i));
-  }
-  return value;
-}
-
-template <class T>
-void append(std::string& bytes, T value) {
-  for (size_t i = 0; i < sizeof(T); ++i)
-    bytes.push_back(static_cast<char>(static_cast<uint64_t>(value) >> (8 * i)));
-}
 
 bool isId(const char* at, const char* id) {
   return memcmp(at, id, 4) == 0;
@@ -211,22 +197,22 @@ std::string wavOfFloats(const float* frames, size_t count, uint32_t channels, ui
   std::string bytes;
   bytes.reserve(size_t{58} + dataBytes);
   bytes += "RIFF";
-  append<uint32_t>(bytes, 50 + dataBytes);
+  appendLittle<uint32_t>(bytes, 50 + dataBytes);
   bytes += "WAVEfmt ";
-  append<uint32_t>(bytes, 18);
-  append<uint16_t>(bytes, kFloatTag);
-  append<uint16_t>(bytes, static_cast<uint16_t>(channels));
-  append<uint32_t>(bytes, sampleRate);
-  append<uint32_t>(bytes, sampleRate * frameBytes);
-  append<uint16_t>(bytes, static_cast<uint16_t>(frameBytes));
-  append<uint16_t>(bytes, 32);
-  append<uint16_t>(bytes, 0);
+  appendLittle<uint32_t>(bytes, 18);
+  appendLittle<uint16_t>(bytes, kFloatTag);
+  appendLittle<uint16_t>(bytes, static_cast<uint16_t>(channels));
+  appendLittle<uint32_t>(bytes, sampleRate);
+  appendLittle<uint32_t>(bytes, sampleRate * frameBytes);
+  appendLittle<uint16_t>(bytes, static_cast<uint16_t>(frameBytes));
+  appendLittle<uint16_t>(bytes, 32);
+  appendLittle<uint16_t>(bytes, 0);
   // Formats other than integers state their number of frames as well.
   bytes += "fact";
-  append<uint32_t>(bytes, 4);
-  append<uint32_t>(bytes, static_cast<uint32_t>(count));
+  appendLittle<uint32_t>(bytes, 4);
+  appendLittle<uint32_t>(bytes, static_cast<uint32_t>(count));
   bytes += "data";
-  append<uint32_t>(bytes, dataBytes);
+  appendLittle<uint32_t>(bytes, dataBytes);
   bytes.append(reinterpret_cast<const char*>(frames), dataBytes);
   return bytes;
 }
