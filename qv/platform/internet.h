@@ -37,6 +37,60 @@ constexpr DWORD ERROR_INTERNET_INCORRECT_HANDLE_TYPE = 12018;
 constexpr DWORD ERROR_INTERNET_INCORRECT_HANDLE_STATE = 12019, ERROR_INTERNET_CANNOT_CONNECT = 12029;
 constexpr DWORD ERROR_INTERNET_CONNECTION_ABORTED = 12030, ERROR_INTERNET_CONNECTION_RESET = 12031;
 constexpr DWORD ERROR_INTERNET_EXTENDED_ERROR = 12003;
+constexpr DWORD ERROR_INTERNET_SEC_CERT_CN_INVALID = 12038, ERROR_INTERNET_SECURITY_CHANNEL_ERROR = 12157;
+constexpr DWORD ERROR_HTTP_HEADER_NOT_FOUND = 12150, ERROR_HTTP_INVALID_SERVER_RESPONSE = 12152;
+constexpr DWORD ERROR_HTTP_INVALID_HEADER = 12153, ERROR_HTTP_REDIRECT_FAILED = 12156;
+
+enum INTERNET_SCHEME : INT {
+  INTERNET_SCHEME_UNKNOWN = -1,
+  INTERNET_SCHEME_FTP = 1,
+  INTERNET_SCHEME_HTTP = 3,
+  INTERNET_SCHEME_HTTPS = 4,
+};
+
+// The parts of an address. With a text of the caller's its length is a capacity, and then the characters
+// without the terminator; with a null text and a length that is not 0 the text becomes a place in the
+// address; a part with neither is left out.
+struct URL_COMPONENTSW {
+  DWORD dwStructSize;
+  LPWSTR lpszScheme;
+  DWORD dwSchemeLength;
+  INTERNET_SCHEME nScheme;
+  LPWSTR lpszHostName;
+  DWORD dwHostNameLength;
+  INTERNET_PORT nPort;  // the scheme's own where the address has none
+  LPWSTR lpszUserName;
+  DWORD dwUserNameLength;
+  LPWSTR lpszPassword;
+  DWORD dwPasswordLength;
+  LPWSTR lpszUrlPath;
+  DWORD dwUrlPathLength;
+  LPWSTR lpszExtraInfo;  // from "?" or "#" on
+  DWORD dwExtraInfoLength;
+};
+static_assert(sizeof(URL_COMPONENTSW) == 104);
+
+constexpr DWORD INTERNET_FLAG_RELOAD = 0x80000000u, INTERNET_FLAG_NO_CACHE_WRITE = 0x04000000;
+constexpr DWORD INTERNET_FLAG_SECURE = 0x00800000;
+constexpr DWORD HTTP_ADDREQ_FLAG_ADD = 0x20000000, HTTP_ADDREQ_FLAG_REPLACE = 0x80000000u;
+constexpr DWORD HSR_INITIATE = 8;
+constexpr DWORD HTTP_QUERY_CONTENT_TYPE = 1, HTTP_QUERY_CONTENT_LENGTH = 5, HTTP_QUERY_STATUS_CODE = 19;
+constexpr DWORD HTTP_QUERY_RAW_HEADERS = 21, HTTP_QUERY_FLAG_NUMBER = 0x20000000;
+
+// What HttpSendRequestExW takes; dwBufferTotal says how many bytes the body will have.
+struct INTERNET_BUFFERSW {
+  DWORD dwStructSize;
+  INTERNET_BUFFERSW* Next;
+  LPCWSTR lpcszHeader;
+  DWORD dwHeadersLength;
+  DWORD dwHeadersTotal;
+  LPVOID lpvBuffer;
+  DWORD dwBufferLength;
+  DWORD dwBufferTotal;
+  DWORD dwOffsetLow;
+  DWORD dwOffsetHigh;
+};
+static_assert(sizeof(INTERNET_BUFFERSW) == 56);
 
 // Begins a session. `agent` names the program to servers; `access` is INTERNET_OPEN_TYPE_PRECONFIG, the
 // proxies are the system's (on Linux those of the environment), and the rest null and 0.
@@ -60,5 +114,40 @@ QV_API BOOL InternetReadFile(HINTERNET file, LPVOID buffer, DWORD bytes, DWORD* 
 
 // Sends bytes of a request's body or of a file that is stored.
 QV_API BOOL InternetWriteFile(HINTERNET file, LPCVOID buffer, DWORD bytes, DWORD* written);
+
+// Takes an address apart. `length` in characters, 0 for all of it; `flags` 0: nothing is decoded.
+// ERROR_INTERNET_UNRECOGNIZED_SCHEME without one, ERROR_INTERNET_INVALID_URL for a port that is no number,
+// ERROR_INSUFFICIENT_BUFFER when a part doesn't fit.
+QV_API BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* parts);
+
+// A request of a connection; nothing is sent yet. `verb` null is "GET", `object` the path with the query,
+// `version` "HTTP/1.1", `accept` media types up to a null or null. Of the flags INTERNET_FLAG_SECURE counts:
+// the request goes through TLS. ERROR_INVALID_PARAMETER for control characters.
+QV_API HINTERNET HttpOpenRequestW(HINTERNET connection, LPCWSTR verb, LPCWSTR object, LPCWSTR version,
+                                  LPCWSTR referrer, LPCWSTR* accept, DWORD flags, DWORD_PTR context);
+
+// Adds lines "Name: value", with CR LF between them, or puts them in the place of those of the same name.
+// `length` -1 for a terminated text; `flags` both, as there is no other use here. ERROR_INVALID_PARAMETER for
+// a line without a name and for a control character in one.
+QV_API BOOL HttpAddRequestHeadersW(HINTERNET request, LPCWSTR headers, DWORD length, DWORD flags);
+
+// Sends the request with a body (null and 0 for none), follows redirections, and returns with the header of
+// the response. `headers` null, `headersLength` 0. ERROR_INTERNET_TIMEOUT when the server was silent for too
+// long.
+QV_API BOOL HttpSendRequestW(HINTERNET request, LPCWSTR headers, DWORD headersLength, LPVOID body,
+                             DWORD length);
+
+// Begins a request whose body, of exactly buffers->dwBufferTotal bytes, InternetWriteFile sends.
+QV_API BOOL HttpSendRequestExW(HINTERNET request, INTERNET_BUFFERSW* buffers, INTERNET_BUFFERSW* out,
+                               DWORD flags, DWORD_PTR context);
+
+// Ends it, and waits for the header of the response. False when the body came short.
+QV_API BOOL HttpEndRequestW(HINTERNET request, INTERNET_BUFFERSW* out, DWORD flags, DWORD_PTR context);
+
+// What the response's header says: HTTP_QUERY_RAW_HEADERS gives its lines, each terminated, and one
+// terminator more. With HTTP_QUERY_FLAG_NUMBER a 32-bit number. `length` in bytes, the terminator not counted
+// afterwards; ERROR_INSUFFICIENT_BUFFER with the bytes that it takes, ERROR_HTTP_HEADER_NOT_FOUND when there
+// is none.
+QV_API BOOL HttpQueryInfoW(HINTERNET request, DWORD what, LPVOID buffer, DWORD* length, DWORD* index);
 
 #endif

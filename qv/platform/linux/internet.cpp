@@ -3,10 +3,13 @@
 #include <string_view>
 
 #include "qv/platform/linux/failure.h"
+#include "qv/platform/linux/internet_transfer.h"
 #include "qv/platform/linux/utf.h"
 #include "qv/platform/sync.h"
 
 namespace qv::platform {
+
+Session::Session(std::string agent) : agent_(std::move(agent)), channels_(std::make_shared<ChannelPool>()) {}
 
 bool InternetObject::available(DWORD*) {
   return fail(ERROR_INTERNET_INCORRECT_HANDLE_TYPE);
@@ -36,7 +39,9 @@ bool fillHost(Host& host, LPCWSTR name, LPCWSTR user, LPCWSTR password) {
       !requestText(password, host.password)) {
     return false;
   }
-  return !host.name.empty() || fail(ERROR_INVALID_PARAMETER);
+  // The name stands in an address: nothing in it may end it there.
+  const bool good = !host.name.empty() && host.name.find_first_of(" /\\@?#%\"<>") == std::string::npos;
+  return good || fail(ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace

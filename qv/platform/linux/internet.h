@@ -19,13 +19,17 @@ class InternetObject : public Object {
   virtual void close() {}
 };
 
+class ChannelPool;
+
 class Session : public InternetObject {
  public:
-  explicit Session(std::string agent) : agent_(std::move(agent)) {}
+  explicit Session(std::string agent);
   const std::string& agent() const { return agent_; }  // UTF-8
+  ChannelPool& channels() { return *channels_; }
 
  private:
   const std::string agent_;
+  const std::shared_ptr<ChannelPool> channels_;
 };
 
 // Where a connection leads; texts are UTF-8 and free of control characters.
