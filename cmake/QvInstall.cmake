@@ -23,9 +23,9 @@ install(FILES "${PROJECT_BINARY_DIR}/qvConfig.cmake" "${PROJECT_BINARY_DIR}/qvCo
 
 # pkg-config serves the static library; what it needs from the system differs by build.
 if(WIN32)
-  set(QV_PC_LIBS "-lz -lversion -lole32 -lgdi32 -luser32 -ladvapi32 -lwinmm -fopenmp -static")
+  set(QV_PC_LIBS "-lz -lversion -lole32 -lgdi32 -luser32 -ladvapi32 -lwinmm -lmsi -fopenmp -static")
 else()
-  set(QV_PC_LIBS "-lz -licui18n -licuuc -lsqlite3 -lcurl -fopenmp -lpthread -ldl")
+  set(QV_PC_LIBS "-lz -licui18n -licuuc -lsqlite3 -lcurl -lxml2 -fopenmp -lpthread -ldl")
 endif()
 configure_file(cmake/qv.pc.in "${PROJECT_BINARY_DIR}/qv.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/qv.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -13,7 +13,7 @@ PROGRAM = sys.argv[1]
 LIST = pathlib.Path(__file__).resolve().parent.parent.parent / "qv/app/exports.txt"
 SYSTEM_LIBRARIES = {"kernel32.dll", "user32.dll", "gdi32.dll", "ole32.dll", "oleaut32.dll", "advapi32.dll",
                     "shell32.dll", "version.dll", "msvcrt.dll", "winmm.dll", "comctl32.dll", "shlwapi.dll", "wininet.dll",
-                    "msimg32.dll", "uuid.dll"}
+                    "msimg32.dll", "msi.dll", "uuid.dll"}
 
 
 def output(*command):
