@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "qv/platform/content_types.h"
 #include "qv/platform/sync.h"
 
 namespace {
@@ -73,6 +74,12 @@ TEST(Internet, TakesAddressesApart) {
     EXPECT_EQ(parts.nPort, row.port);
     EXPECT_EQ(parts.dwHostNameLength, Text(row.host).size());
   }
+}
+
+TEST(Internet, KnowsNoTypeOfWhatNobodyHas) {
+  WCHAR type[40] = TEXT("old");
+  EXPECT_FALSE(qv::contentTypeOfExtension(TEXT(".nobody-has-this"), type, 40));
+  EXPECT_EQ(type[0], 0);
 }
 
 TEST(Internet, SaysWhyAnAddressCannotBeTakenApart) {

@@ -23,6 +23,7 @@ enum Command : uint32_t {
 
 inline constexpr HRESULT kTimedOut = static_cast<HRESULT>(0x8004e02cu);
 inline constexpr HRESULT kInProgress = static_cast<HRESULT>(0x8004e0acu);
+inline constexpr HRESULT kServerSilent = static_cast<HRESULT>(0x8004e0f6u);
 inline constexpr HRESULT kCannotConnect = static_cast<HRESULT>(0x8004e0ecu);
 
 }  // namespace qv::net
