@@ -1,6 +1,7 @@
 #include "qv/app/workbench/text.h"
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 
 namespace qv::workbench {
@@ -32,6 +33,13 @@ bool parseInteger(WStringView text, int64_t& value) {
   const char* end = digits.data() + digits.size();
   const auto result = std::from_chars(digits.data(), end, value);
   return result.ec == std::errc() && result.ptr == end;
+}
+
+bool parseNumber(WStringView text, double& value) {
+  const std::string digits = encodeUtf8(text);
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, value);
+  return result.ec == std::errc() && result.ptr == end && std::isfinite(value);
 }
 
 }  // namespace qv::workbench

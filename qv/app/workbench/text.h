@@ -17,5 +17,7 @@ bool decodeUtf8(std::string_view bytes, WString& text);
 std::string encodeUtf8(WStringView text);
 // The whole of `text` as a decimal number, with an optional sign; false when anything else stands in it.
 bool parseInteger(WStringView text, int64_t& value);
+// The same for a finite number with a fraction or an exponent.
+bool parseNumber(WStringView text, double& value);
 
 }  // namespace qv::workbench

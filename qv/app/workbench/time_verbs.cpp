@@ -195,12 +195,6 @@ uint32_t timecodeOf(int32_t position) {
   return 0;
 }
 
-bool parseNumber(WStringView text, double& value) {
-  const std::string digits = encodeUtf8(text);
-  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  return result.ec == std::errc() && result.ptr == digits.data() + digits.size() && std::isfinite(value);
-}
-
 // "25", "29.97" or "30000/1001".
 bool parseRate(WStringView text, double& value) {
   const size_t slash = text.find(TEXT('/'));

@@ -20,5 +20,6 @@ std::span<const Verb> wavVerbs();
 std::span<const Verb> zipVerbs();
 std::span<const Verb> archiveVerbs();
 std::span<const Verb> filesVerbs();
+std::span<const Verb> imageVerbs();
 
 }  // namespace qv::workbench
