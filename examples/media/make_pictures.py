@@ -164,7 +164,15 @@ def ball_picture(width, height):
     return rows
 
 
+def zone_picture(size):
+    """Rings that get finer and finer."""
+    def ring(x, y):
+        return (0.5 + 0.5 * math.cos((x * x + y * y) * math.pi / size / 1.15),) * 3
+    return [[ring(x - size / 2, y - size / 2) for x in range(size)] for y in range(size)]
+
+
 png("scene.png", scene_picture(320, 180))
 png("bars.png", bars_picture(280, 160))
 png("badge.png", badge_picture(96), alpha=True)
+png("zone.png", zone_picture(192))
 png("ball-interlaced.png", ball_picture(160, 120))

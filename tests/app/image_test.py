@@ -266,6 +266,31 @@ def test_colours():
         check("the rest stays", fixed[0] == picture[0] and fixed[2] == picture[2] and abs(luma[0] - luma[1]) < 12, luma)
 
 
+def test_yuv():
+    """Greys stay grey in every layout, full chroma keeps every colour, and a wrong matrix does what its formula says."""
+    layouts = ("NV12", "UYVY", "YUYV", "I420", "YV12", "YV16", "v210", "P010", "PL10", "P210", "P410")
+    flat = [(200, 30, 60), (20, 180, 90), (40, 50, 210), (128, 128, 128)]
+    greys = [[(4 * x, 4 * x, 4 * x) for x in range(64)] for _ in range(10)]
+    colours = [[flat[x // 16] for x in range(64)] for _ in range(10)]
+    png8("g.png", greys)
+    png8("c.png", colours)
+    works("yuv", "".join(f"image yuv g.png g-{n}.png layout={n}\nimage yuv c.png c-{n}.png layout={n} matrix=601\n"
+                         for n in layouts) + "image yuv c.png wrong.png layout=P410 matrix=601 back=709\n")
+    for n in layouts:
+        check(f"{n} greys", farthest(bytes_of(f"g-{n}.png"), greys) <= 3, farthest(bytes_of(f"g-{n}.png"), greys))
+        inner = [[row[x] for x in range(64) if 4 <= x % 16 < 12] for row in bytes_of(f"c-{n}.png")]
+        wanted = [[row[x] for x in range(64) if 4 <= x % 16 < 12] for row in colours]
+        check(f"{n} colours", farthest(inner, wanted) <= 4, farthest(inner, wanted))
+
+    def other(p):
+        y = .299 * p[0] + .587 * p[1] + .114 * p[2]
+        u, v = (p[2] - y) / 1.772, (p[0] - y) / 1.402
+        r, b = y + 1.5748 * v, y + 1.8556 * u
+        return tuple(min(255, max(0, c)) for c in (r, (y - .2126 * r - .0722 * b) / .7152, b))
+    wrong = [[other(p) for p in row] for row in colours]
+    check("wrong matrix", farthest(bytes_of("wrong.png"), wrong) <= 3, farthest(bytes_of("wrong.png"), wrong))
+
+
 def test_faults():
     good = make_png(noise(4, 4), 2, 8)
     header = struct.pack(">IIBBBBB", 100000, 100000, 8, 2, 0, 0, 0)
@@ -307,4 +332,4 @@ def test_faults():
         check(what, report.startswith(f"line {line}\t0x{status}\t") and report.count("\t") == 3, report)
 
 
-main(test_png_forms, test_bmp_forms, test_types, test_places, test_mixing, test_colours, test_faults)
+main(test_png_forms, test_bmp_forms, test_types, test_places, test_mixing, test_colours, test_yuv, test_faults)

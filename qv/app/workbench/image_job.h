@@ -90,9 +90,10 @@ inline void* imagePixels(const BITMAPINFOHEADER* image) {
 // A new image of another size with the type, and the colours, of this one.
 HRESULT newLike(const BITMAPINFOHEADER* image, uint32_t width, uint32_t height, ImagePtr& out);
 
-// The works of image_mixing.cpp and image_legal.cpp.
+// The works of image_mixing.cpp, image_legal.cpp and image_yuv.cpp.
 HRESULT blendImages(ImageJob& job);
 HRESULT workOnFields(ImageJob& job);
 HRESULT checkLegal(ImageJob& job);
+HRESULT goThroughYuv(ImageJob& job);
 
 }  // namespace qv::workbench

@@ -175,22 +175,23 @@ HRESULT weave(ImageJob& job, uint32_t) {
   return FAILED(status) ? refused(job, status) : job.write(3, frame);
 }
 
-template <decltype(QvDibMergeFields) Merge>
+template <bool Rotated>
 HRESULT merge(ImageJob& job, uint32_t field) {
   ImagePtr a, b;
   HRESULT status = readPair(job, 1, a, b);
   if (FAILED(status)) return status;
   if (!sameSize(a, b)) return job.wrong(TEXT("The two pictures have to be of one size."));
   const int32_t type = QvGetPixelType(&a->bmiHeader);
-  constexpr bool kRotated = Merge == &QvDibMergeFieldsRotated;
   // Columns are moved as pixels of 32 bits; rows as they are, unless the two pictures differ in type or
   // colours.
   const bool alike = type == QvGetPixelType(&b->bmiHeader) && type >= QVPT_RGB555;
-  if (kRotated || !alike) {
+  if (Rotated || !alike) {
     status = turnInto(QVPT_RGBA32, a);
     if (!FAILED(status)) status = turnInto(QVPT_RGBA32, b);
   }
-  if (!FAILED(status)) status = Merge(&a->bmiHeader, nullptr, 0, &b->bmiHeader, nullptr, 0, field);
+  if (!FAILED(status))
+    status = (Rotated ? QvDibMergeFieldsRotated : QvDibMergeFields)(&a->bmiHeader, nullptr, 0, &b->bmiHeader,
+                                                                    nullptr, 0, field);
   return FAILED(status) ? refused(job, status) : job.write(3, a);
 }
 
@@ -220,8 +221,8 @@ struct FieldWork {
 constexpr FieldWork kFieldWorks[] = {
     {TEXT("split"), 3, split},
     {TEXT("weave"), 3, weave},
-    {TEXT("merge"), 3, merge<QvDibMergeFields>},
-    {TEXT("merge-rotated"), 3, merge<QvDibMergeFieldsRotated>},
+    {TEXT("merge"), 3, merge<false>},
+    {TEXT("merge-rotated"), 3, merge<true>},
     {TEXT("deinterlace"), 2, deinterlace},
 };
 

@@ -396,6 +396,8 @@ constexpr Work kWorks[] = {
     {TEXT("legal"), 1, 2, "type rows standard fix colour", checkLegal,
      TEXT("image legal IN [OUT] [standard=ntsc|ntsc-yuv|pal] [fix=1] [colour=#rrggbb]")},
     {TEXT("quantise"), 2, 2, "rows colours", reduceColours, TEXT("image quantise IN OUT [colours=256]")},
+    {TEXT("yuv"), 2, 2, "type rows layout matrix back interlaced", goThroughYuv,
+     TEXT("image yuv IN OUT [layout=NV12] [matrix=709|601|2020] [back=709|601|2020] [interlaced=1]")},
     {TEXT("fields"), 3, 4, "type rows field", workOnFields,
      TEXT("image fields split IN OUT0 OUT1 | weave IN0 IN1 OUT | merge|merge-rotated A B OUT [field=0] | "
           "deinterlace IN OUT [field=0]")},
@@ -429,11 +431,12 @@ HRESULT runImage(Session& session, const Step& step) {
 
 constexpr Verb kVerbs[] = {
     {"image",
-     "info|convert|copy|scale|flip|fill|fade|feather|blend|legal|quantise|fields IN... OUT [OPTION=VALUE]...",
+     "info|convert|copy|scale|flip|fill|fade|feather|blend|legal|quantise|yuv|fields IN... OUT "
+     "[OPTION=VALUE]...",
      2, 5,
      "type rows from to onto method colour alpha from-gamma to-gamma width edges size way rect amount "
      "keep-alpha "
-     "op amount2 key tolerance standard fix colours field",
+     "op amount2 key tolerance standard fix colours layout matrix back interlaced field",
      runImage},
 };
 
