@@ -10,6 +10,7 @@ std::span<const Verb> machineVerbs();
 std::span<const Verb> linesVerbs();
 std::span<const Verb> logVerbs();
 std::span<const Verb> moduleVerbs();
+std::span<const Verb> netVerbs();
 std::span<const Verb> reportVerbs();
 std::span<const Verb> resourceVerbs();
 std::span<const Verb> settingsVerbs();
