@@ -132,39 +132,6 @@ TEST_F(Dom, NodesKeepTheirDocumentAndTellWhereTheyStand) {
   child->Release();
 }
 
-TEST_F(Dom, AttributesAreTextsAndNumbersAndSetAnew) {
-  IXMLDOMElement* root = element(TEXT("root"));
-  VARIANT value;
-  VariantInit(&value);
-  value.vt = VT_I4;
-  value.lVal = -7;
-  EXPECT_EQ(S_OK, root->setAttribute(Bstr(TEXT("count")).value, value));
-  value.vt = VT_BSTR;
-  for (const WCHAR* each : {TEXT("first"), TEXT("<&\"x")}) {
-    value.bstrVal = SysAllocString(each);
-    EXPECT_EQ(S_OK, root->setAttribute(Bstr(TEXT("name")).value, value));
-    VariantClear(&value);
-    value.vt = VT_BSTR;
-  }
-  IXMLDOMNamedNodeMap* attributes = nullptr;
-  ASSERT_EQ(S_OK, root->get_attributes(&attributes));
-  LONG count = 0;
-  EXPECT_EQ(S_OK, attributes->get_length(&count));
-  EXPECT_EQ(2, count);
-  WText all;
-  for (LONG i = 0; i < count; ++i) {
-    IXMLDOMNode* attribute = nullptr;
-    ASSERT_EQ(S_OK, attributes->get_item(i, &attribute));
-    all += shape(attribute).substr(0, shape(attribute).find('(')) + TEXT(";");
-    attribute->Release();
-  }
-  EXPECT_EQ(TEXT("count=-7;name=<&\"x;"), all);
-  IXMLDOMNode* beyond = nullptr;
-  EXPECT_EQ(S_FALSE, attributes->get_item(count, &beyond));
-  attributes->Release();
-  root->Release();
-}
-
 TEST_F(Dom, RefusesWhatCannotStand) {
   IXMLDOMElement* root = element(TEXT("root"));
   IXMLDOMElement* child = element(TEXT("child"));
