@@ -147,24 +147,20 @@ HRESULT writeDebugCopy(const WCHAR* entry, const void* data, uint32_t size) {
 SendVerdict judgeSending(const SendOutcome& outcome) {
   // The first row that fits decides.
   struct Row {
-    bool fits;
     const WCHAR* text;
     HRESULT shown, status;
-    bool cancel;
+    bool fits, cancel;
   };
+  const HRESULT post = outcome.post, wait = outcome.wait, ask = outcome.ask;
   const Row rows[] = {
-      {FAILED(outcome.post), TEXT("CQvInetHttp::Post failed hr=0x%x"), outcome.post, outcome.post, false},
-      {outcome.wait == kTimedOut, TEXT("Request timed out waiting for completion change hr=0x%x"),
-       outcome.wait, kOk, true},
-      {FAILED(outcome.wait), TEXT("Unknown error while waiting for request completion hr=0x%x"), outcome.wait,
-       outcome.wait, false},
-      {outcome.ask == kInProgress,
-       TEXT("GetRequestResult returning QV_E_INPROGRESS, but WaitForRequestComplete() was ok. hr=0x%x"),
-       outcome.ask, kOk, true},
-      {FAILED(outcome.ask), TEXT("Could not get status of post hr=0x%x"), outcome.ask, outcome.ask, false},
-      {!outcome.hasResponse,
-       TEXT("Could not post config data to alert server - hrResult=0x%x, no CQvHttpResponse object"),
-       outcome.result, kNoConnection, false},
+      {TEXT("CQvInetHttp::Post failed hr=0x%x"), post, post, FAILED(post), false},
+      {TEXT("Request timed out waiting for completion change hr=0x%x"), wait, kOk, wait == kTimedOut, true},
+      {TEXT("Unknown error while waiting for request completion hr=0x%x"), wait, wait, FAILED(wait), false},
+      {TEXT("GetRequestResult returning QV_E_INPROGRESS, but WaitForRequestComplete() was ok. hr=0x%x"), ask,
+       kOk, ask == kInProgress, true},
+      {TEXT("Could not get status of post hr=0x%x"), ask, ask, FAILED(ask), false},
+      {TEXT("Could not post config data to alert server - hrResult=0x%x, no CQvHttpResponse object"),
+       outcome.result, kNoConnection, !outcome.hasResponse, false},
   };
   for (const Row& row : rows) {
     if (!row.fits) continue;

@@ -21,15 +21,15 @@ std::string utf8From(const WText& text) {
 }
 
 struct Escape {
-  WCHAR character;
   const WCHAR* text;
+  WCHAR character;
   bool inAttributesOnly;
 };
 // A bare carriage return would be read back as a line feed; in attributes all white space as a blank.
 constexpr Escape kEscapes[] = {
-    {'&', TEXT("&amp;"), false},  {'<', TEXT("&lt;"), false},  {'>', TEXT("&gt;"), false},
-    {'\r', TEXT("&#13;"), false}, {'"', TEXT("&quot;"), true}, {'\t', TEXT("&#9;"), true},
-    {'\n', TEXT("&#10;"), true},
+    {TEXT("&amp;"), '&', false},  {TEXT("&lt;"), '<', false},  {TEXT("&gt;"), '>', false},
+    {TEXT("&#13;"), '\r', false}, {TEXT("&quot;"), '"', true}, {TEXT("&#9;"), '\t', true},
+    {TEXT("&#10;"), '\n', true},
 };
 
 bool isAllowed(WCHAR character) {

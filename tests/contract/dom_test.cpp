@@ -14,8 +14,8 @@ constexpr CLSID kClass = {0x2933bf90, 0x7b36, 0x11d2, {0xb2, 0x0e, 0x00, 0xc0, 0
 constexpr IID kDocument = {0x2933bf81, 0x7b36, 0x11d2, {0xb2, 0x0e, 0x00, 0xc0, 0x4f, 0x98, 0x3e, 0x60}};
 constexpr IID kNode = {0x2933bf80, 0x7b36, 0x11d2, {0xb2, 0x0e, 0x00, 0xc0, 0x4f, 0x98, 0x3e, 0x60}};
 
-// Wine 8 melts neighbouring texts into one, lets nodes stand where the interface forbids it, and takes an empty
-// destination. Those lines are shown on Linux and hold on Windows.
+// Wine 8 melts neighbouring texts into one, lets nodes stand where the interface forbids it, and takes an
+// empty destination. Those lines are shown on Linux and hold on Windows.
 bool onWine() {
   const HMODULE kernel = GetModuleHandleW(TEXT("ntdll.dll"));
   return kernel != nullptr && GetProcAddress(kernel, "wine_get_version") != nullptr;
