@@ -178,6 +178,20 @@ def test_places():
     for name, r in (("p", rows), ("i", coloured)):
         check("fields", bytes_of(f"{name}0.png") == r[1::2] and bytes_of(f"{name}1.bmp") == r[::2] and
               bytes_of(f"{name}2.png") == r)
+    types = {"gray1": "png", "gray2": "png", "gray4": "png", "gray16": "png", "pal1": "bmp", "rgb555": "bmp", "rgb565": "bmp",
+             "rgb10a2": "bmp", "rgba32": "png", "rgba64": "png"}
+    works("flips", "".join(f"image convert p.png f-{t}.{e} type={t}\nimage flip f-{t}.{e} g-{t}.{e} way=hv\n"
+                           for t, e in types.items()))
+    png8("ground.png", [[(1, 2, 3)] * 12] * 9)
+    works("piece", "image copy i.png onto.png onto=ground.png from=3,2,4,3 to=6,1,4,3\n"
+          "image copy f-rgb565.bmp g.bmp from=1,1,4,3\nimage fields split f-rgb565.bmp h0.bmp h1.bmp\n")
+    check("a palette's colours go along", bytes_of("onto.png") == [
+        [coloured[y + 1][x - 3] if 6 <= x < 10 and 1 <= y < 4 else (1, 2, 3) for x in range(12)] for y in range(9)])
+    whole = load("f-rgb565.bmp")[0]
+    check("masks go along", load("g.bmp")[0] == [q[1:5] for q in whole[1:4]] and load("h0.bmp")[0] == whole[1::2])
+    for t, e in types.items():
+        whole, flipped = load(f"f-{t}.{e}"), load(f"g-{t}.{e}")
+        check(f"{t} flipped", flipped == ([q[::-1] for q in whole[0][::-1]], whole[1]))
     turned = [q[::-1] for q in rows]
     for field in (0, 1):
         merged = [b if y % 2 != field else a for y, (a, b) in enumerate(zip(rows, turned))]

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "qv/core/convert.h"
 #include "qv/frame/status.h"
@@ -245,10 +246,12 @@ HRESULT quantise(uint32_t colours, int32_t type, ImagePtr& image) {
   return status;
 }
 
-BITMAPINFOHEADER valuesHeader(const BITMAPINFOHEADER* image) {
-  BITMAPINFOHEADER header = *image;
-  if (image->biCompression == BI_RGB && image->biBitCount <= 8) header.biCompression = QVFOURCC_QVGS;
-  return header;
+ValuesHeader valuesHeader(const BITMAPINFOHEADER* image) {
+  ValuesHeader values = {*image, {}};
+  if (image->biCompression == BI_BITFIELDS) memcpy(values.masks, image + 1, sizeof values.masks);
+  const bool indices = image->biCompression == BI_RGB && image->biBitCount <= 8;
+  if (indices) values.header.biCompression = QVFOURCC_QVGS;
+  return values;
 }
 
 HRESULT newLike(const BITMAPINFOHEADER* image, uint32_t width, uint32_t height, ImagePtr& out) {

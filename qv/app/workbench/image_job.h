@@ -83,7 +83,12 @@ HRESULT quantise(uint32_t colours, int32_t type, ImagePtr& image);
 
 // An image's header whose pixels count as plain values: indices of a palette are copied as they are, instead
 // of by their colours. The pixels are the image's own.
-BITMAPINFOHEADER valuesHeader(const BITMAPINFOHEADER* image);
+struct ValuesHeader {
+  BITMAPINFOHEADER header;
+  uint32_t masks[3];  // stand right behind a header that has them
+};
+static_assert(offsetof(ValuesHeader, masks) == sizeof(BITMAPINFOHEADER));
+ValuesHeader valuesHeader(const BITMAPINFOHEADER* image);
 inline void* imagePixels(const BITMAPINFOHEADER* image) {
   return imageRow(image, image->biHeight - 1);
 }

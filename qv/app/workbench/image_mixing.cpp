@@ -111,7 +111,7 @@ namespace {
 // Field 0 is the rows at odd y, field 1 those at even y. One field of a frame is an image of its own: every
 // second row, so the same pixels with twice the stride.
 struct FieldView {
-  BITMAPINFOHEADER header;
+  ValuesHeader values;
   void* pixels;
   uint32_t stride;
 };
@@ -119,20 +119,20 @@ struct FieldView {
 FieldView fieldOf(const BITMAPINFOHEADER* frame, uint32_t field) {
   FieldView view = {valuesHeader(frame), nullptr, static_cast<uint32_t>(2 * imageRowBytes(frame))};
   const int32_t first = field == 0 ? 1 : 0;
-  view.header.biHeight = (frame->biHeight - first + 1) / 2;
-  if (view.header.biHeight > 0)
-    view.pixels = imageRow(frame, first + 2 * (int64_t{view.header.biHeight} - 1));
+  view.values.header.biHeight = (frame->biHeight - first + 1) / 2;
+  if (view.values.header.biHeight > 0)
+    view.pixels = imageRow(frame, first + 2 * (int64_t{view.values.header.biHeight} - 1));
   return view;
 }
 
 // A field in an image of its own, the one way or the other; both have the same type and size.
 HRESULT copyField(const BITMAPINFOHEADER* whole, const FieldView& view, bool out) {
-  const BITMAPINFOHEADER header = valuesHeader(whole);
+  const ValuesHeader values = valuesHeader(whole);
   void* pixels = imagePixels(whole);
-  return out ? QvDibCopy(&header, pixels, nullptr, 0, &view.header, view.pixels, nullptr, view.stride,
-                         QVCOPY_QUALITY_RAW, 0, 0)
-             : QvDibCopy(&view.header, view.pixels, nullptr, static_cast<int32_t>(view.stride), &header,
-                         pixels, nullptr, 0, QVCOPY_QUALITY_RAW, 0, 0);
+  return out ? QvDibCopy(&values.header, pixels, nullptr, 0, &view.values.header, view.pixels, nullptr,
+                         view.stride, QVCOPY_QUALITY_RAW, 0, 0)
+             : QvDibCopy(&view.values.header, view.pixels, nullptr, static_cast<int32_t>(view.stride),
+                         &values.header, pixels, nullptr, 0, QVCOPY_QUALITY_RAW, 0, 0);
 }
 
 HRESULT refused(const ImageJob& job, HRESULT status) {
@@ -147,8 +147,8 @@ HRESULT split(ImageJob& job, uint32_t) {
   for (uint32_t field = 0; field < 2; ++field) {
     const FieldView view = fieldOf(&frame->bmiHeader, field);
     ImagePtr out;
-    status = newLike(&frame->bmiHeader, static_cast<uint32_t>(view.header.biWidth),
-                     static_cast<uint32_t>(view.header.biHeight), out);
+    status = newLike(&frame->bmiHeader, static_cast<uint32_t>(view.values.header.biWidth),
+                     static_cast<uint32_t>(view.values.header.biHeight), out);
     if (!FAILED(status)) status = copyField(&out->bmiHeader, view, true);
     if (FAILED(status)) return refused(job, status);
     if (status = job.write(2 + field, out); FAILED(status)) return status;

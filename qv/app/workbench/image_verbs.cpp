@@ -143,14 +143,15 @@ HRESULT runCopy(const CopyPlan& plan, const BITMAPINFOHEADER* source, const BITM
   const bool fractions = !plan.from.isWhole() || !plan.to.isWhole();
   const RECT from = fractions ? plan.from.fixed() : plan.from.pixels();
   const RECT to = fractions ? plan.to.fixed() : plan.to.pixels();
-  BITMAPINFOHEADER sourceValues = *source, targetValues = *target;
-  if (QvGetPixelType(source) == QvGetPixelType(target)) {
-    sourceValues = valuesHeader(source);
-    targetValues = valuesHeader(target);
+  const uint32_t flags = plan.flags | (fractions ? QVCOPY_SUBPIXEL : 0);
+  const RECT *targetRect = plan.hasTo ? &to : nullptr, *sourceRect = plan.hasFrom ? &from : nullptr;
+  if (QvGetPixelType(source) != QvGetPixelType(target)) {
+    return QvDibCopy(target, nullptr, targetRect, 0, source, nullptr, sourceRect, 0, flags, plan.gamma[1],
+                     plan.gamma[0]);
   }
-  return QvDibCopy(&targetValues, imagePixels(target), plan.hasTo ? &to : nullptr, 0, &sourceValues,
-                   imagePixels(source), plan.hasFrom ? &from : nullptr, 0,
-                   plan.flags | (fractions ? QVCOPY_SUBPIXEL : 0), plan.gamma[1], plan.gamma[0]);
+  const ValuesHeader values[] = {valuesHeader(target), valuesHeader(source)};
+  return QvDibCopy(&values[0].header, imagePixels(target), targetRect, 0, &values[1].header,
+                   imagePixels(source), sourceRect, 0, flags, plan.gamma[1], plan.gamma[0]);
 }
 
 HRESULT copy(ImageJob& job) {
@@ -244,8 +245,8 @@ HRESULT runScaler(const BITMAPINFOHEADER* from, const BITMAPINFOHEADER* to, uint
 
 // The nearest pixel needs no mixing, so types and palettes stay as they are.
 HRESULT takeNearest(const BITMAPINFOHEADER* from, const BITMAPINFOHEADER* to) {
-  const BITMAPINFOHEADER source = valuesHeader(from), target = valuesHeader(to);
-  return QvDibCopy(&target, imagePixels(to), nullptr, 0, &source, imagePixels(from), nullptr, 0,
+  const ValuesHeader source = valuesHeader(from), target = valuesHeader(to);
+  return QvDibCopy(&target.header, imagePixels(to), nullptr, 0, &source.header, imagePixels(from), nullptr, 0,
                    QVCOPY_QUALITY_NEAREST, 0, 0);
 }
 
@@ -279,8 +280,8 @@ HRESULT scale(ImageJob& job) {
 
 // Mirrors rows of types that the flip doesn't take: a row is read pixel by pixel and written from its end.
 HRESULT mirrorRows(const BITMAPINFOHEADER* image) {
-  const BITMAPINFOHEADER header = valuesHeader(image);
-  const int32_t type = QvGetPixelType(&header);
+  const ValuesHeader values = valuesHeader(image);
+  const int32_t type = QvGetPixelType(&values.header);
   QvXchgContext context;
   const HRESULT status =
       QvXCHGGetFunctionPointers(type, type, QVCOPY_QUALITY_SMOOTH, &context, nullptr, 0, 0);
