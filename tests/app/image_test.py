@@ -165,6 +165,7 @@ def test_places():
         for step, picture in ((f"flip {name}.png OUT way=h", [q[::-1] for q in r]), (f"flip {name}.png OUT way=v", r[::-1]),
                               (f"flip {name}.png OUT way=hv", [q[::-1] for q in r[::-1]]),
                               (f"copy {name}.png OUT from=2,1,5,4", [q[2:7] for q in r[1:5]]),
+                              (f"copy {name}.png OUT from=-2,4,5,9", [q[:3] for q in r[4:]]),
                               (f"scale {name}.png OUT size=200% method=nearest", [q for q in wide for _ in (0, 1)])):
             cases.append((step, picture))
             job += f"image {step.replace('OUT', f'place-{len(cases)}.png')}\n"
@@ -331,7 +332,7 @@ def test_faults():
     steps = ["twist good.png", "convert good.png", "convert good.png a.gif", "convert good.png a.png type=rgb25",
              "convert good.png a.png size=3", "scale good.png a.png", "scale good.png a.png size=0x5",
              "scale good.png a.png size=5x5 method=cubic", "fill good.png a.png colour=blue", "fade good.png a.png amount=2",
-             "fill good.png a.png rect=1,2,3", "copy good.png a.png from=nan,0,1,1", "feather good.png a.png",
+             "fill good.png a.png rect=1,2,3", "copy good.png a.png from=nan,0,1,1", "copy good.png a.png from=4,0,1,1", "feather good.png a.png",
              "feather good.png a.png width=3 edges=x", "blend good.png fault-0 a.png op=20", "legal good.png fix=1",
              "quantise good.png a.png colours=1", "fields mend good.png a.png", "fields deinterlace good.png a.png field=2"]
     for step in steps:

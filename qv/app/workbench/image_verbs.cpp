@@ -106,6 +106,21 @@ HRESULT readPlan(const ImageJob& job, CopyPlan& plan) {
   return readEdges(job, plan.flags);
 }
 
+// What overhangs the picture is left out.
+HRESULT readSource(ImageJob& job, CopyPlan& plan, ImagePtr& source) {
+  const HRESULT status = job.read(0, source);
+  if (FAILED(status) || !plan.hasFrom) return status;
+  JobRect& from = plan.from;
+  const double right = std::min<double>(from.x + from.width, source->bmiHeader.biWidth);
+  const double bottom = std::min<double>(from.y + from.height, source->bmiHeader.biHeight);
+  from.x = std::max(from.x, 0.0);
+  from.y = std::max(from.y, 0.0);
+  if (from.x >= right || from.y >= bottom) return job.wrong(TEXT("from= lies outside the picture."));
+  from.width = right - from.x;
+  from.height = bottom - from.y;
+  return status;
+}
+
 // Where a copy lands: on another picture, on a plain one of the option's colour, or on nothing, which makes a
 // picture of the copied size.
 HRESULT prepareTarget(ImageJob& job, const BITMAPINFOHEADER* source, const CopyPlan& plan, ImagePtr& target) {
@@ -123,20 +138,14 @@ HRESULT prepareTarget(ImageJob& job, const BITMAPINFOHEADER* source, const CopyP
 }
 
 // Palettes are written through a table of 5 bits a channel; colours that have to be mixed want more than
-// that, and so does a gamma, which only floats carry.
+// that, and so do another picture's colours, and a gamma, which only floats carry.
 HRESULT chooseTypes(const ImageJob& job, const CopyPlan& plan, ImagePtr& source, ImagePtr& target) {
-  const int32_t type = QvGetPixelType(&target->bmiHeader);
-  const int32_t both = colourType(type);
-  const bool bends = plan.gamma[0] != 0 || plan.gamma[1] != 0;
-  if (bends) {
-    if (const HRESULT status = turnInto(QVPT_RGBAF128, target); FAILED(status)) return status;
-    return kOk;
+  if (plan.gamma[0] != 0 || plan.gamma[1] != 0) return turnInto(QVPT_RGBAF128, target);
+  if (plan.hasTo || !plan.from.isWhole()) {
+    const HRESULT status = turnIntoWorking(source);
+    return FAILED(status) ? status : turnIntoWorking(target);
   }
-  if (job.has(TEXT("onto")) && both != type) return turnInto(both, target);
-  const bool mixes = job.has(TEXT("to")) || !plan.from.isWhole();
-  if (!mixes) return kOk;
-  if (const HRESULT status = turnIntoWorking(source); FAILED(status)) return status;
-  return turnIntoWorking(target);
+  return job.has(TEXT("onto")) ? turnInto(colourType(QvGetPixelType(&target->bmiHeader)), target) : kOk;
 }
 
 HRESULT runCopy(const CopyPlan& plan, const BITMAPINFOHEADER* source, const BITMAPINFOHEADER* target) {
@@ -159,7 +168,7 @@ HRESULT copy(ImageJob& job) {
   HRESULT status = readPlan(job, plan);
   if (FAILED(status)) return status;
   ImagePtr source, target;
-  status = job.read(0, source);
+  status = readSource(job, plan, source);
   if (FAILED(status)) return status;
   status = prepareTarget(job, &source->bmiHeader, plan, target);
   if (FAILED(status)) return status;
@@ -201,7 +210,7 @@ HRESULT feather(ImageJob& job) {
   if (!plan.from.isWhole() || !plan.to.isWhole())
     return job.wrong(TEXT("feather takes rectangles of whole pixels."));
   ImagePtr source, target;
-  status = job.read(0, source);
+  status = readSource(job, plan, source);
   if (FAILED(status)) return status;
   status = prepareTarget(job, &source->bmiHeader, plan, target);
   if (FAILED(status)) return status;
