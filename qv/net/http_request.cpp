@@ -21,10 +21,6 @@ struct CrackedUrl {
 
 namespace {
 
-bool isControl(WCHAR c) {
-  return c < ' ' || c == 0x7f;
-}
-
 // Whether nothing in the header lines can begin a line, but their own ends.
 bool areLinesWhole(const Text& headers) {
   for (size_t i = 0; i < headers.size(); ++i) {
@@ -51,9 +47,7 @@ HRESULT crackUrlApart(const Text& url, CrackedUrl& parts) {
   give(parts.password, components.lpszPassword, components.dwPasswordLength);
   give(parts.path, components.lpszUrlPath, components.dwUrlPathLength);
   give(parts.extra, components.lpszExtraInfo, components.dwExtraInfoLength);
-  // Not every system refuses a line break, which would begin a line of the request.
-  const bool isClean = std::ranges::none_of(url, isControl);
-  if (!isClean || !InternetCrackUrlW(url.c_str(), 0, 0, &components)) {
+  if (!isOneLine(url) || !InternetCrackUrlW(url.c_str(), 0, 0, &components)) {
     QV_NET_LOG(LOGFLAG_ERRORS, TEXT("InternetCrackUrl failed on %s  GLE=%d"), url.c_str(), GetLastError());
     return kGeneralFailure;
   }

@@ -12,7 +12,7 @@
 // InternetCloseHandle, children before their parents. A handle is one thread's at a time.
 #pragma once
 
-#include "qv/platform/base.h"
+#include "qv/platform/find.h"
 
 #ifdef _WIN32
 
@@ -76,6 +76,8 @@ constexpr DWORD HTTP_ADDREQ_FLAG_ADD = 0x20000000, HTTP_ADDREQ_FLAG_REPLACE = 0x
 constexpr DWORD HSR_INITIATE = 8;
 constexpr DWORD HTTP_QUERY_CONTENT_TYPE = 1, HTTP_QUERY_CONTENT_LENGTH = 5, HTTP_QUERY_STATUS_CODE = 19;
 constexpr DWORD HTTP_QUERY_RAW_HEADERS = 21, HTTP_QUERY_FLAG_NUMBER = 0x20000000;
+
+constexpr DWORD FTP_TRANSFER_TYPE_ASCII = 1, FTP_TRANSFER_TYPE_BINARY = 2;
 
 // What HttpSendRequestExW takes; dwBufferTotal says how many bytes the body will have.
 struct INTERNET_BUFFERSW {
@@ -149,5 +151,41 @@ QV_API BOOL HttpEndRequestW(HINTERNET request, INTERNET_BUFFERSW* out, DWORD fla
 // afterwards; ERROR_INSUFFICIENT_BUFFER with the bytes that it takes, ERROR_HTTP_HEADER_NOT_FOUND when there
 // is none.
 QV_API BOOL HttpQueryInfoW(HINTERNET request, DWORD what, LPVOID buffer, DWORD* length, DWORD* index);
+
+// FTP. Names of files and folders are the server's, from its current folder on or from its root ("/"). A
+// server that refuses gives ERROR_INTERNET_EXTENDED_ERROR; ERROR_INVALID_PARAMETER for control characters in
+// a name. On Linux connections are passive, and a data address that the server names is not believed: data
+// comes from the host that was connected to.
+
+// Opens a file to read it (GENERIC_READ) or to store it (GENERIC_WRITE). `flags`: FTP_TRANSFER_TYPE_BINARY or
+// FTP_TRANSFER_TYPE_ASCII, others don't matter. A stored file is whole when InternetCloseHandle gave true.
+QV_API HINTERNET FtpOpenFileW(HINTERNET connection, LPCWSTR name, DWORD access, DWORD flags,
+                              DWORD_PTR context);
+
+// The bytes of a file that is open for reading: the low word, and the high one in `high`. 0xffffffff when the
+// server doesn't say.
+QV_API DWORD FtpGetFileSize(HINTERNET file, DWORD* high);
+
+// Where names begin from now on.
+QV_API BOOL FtpSetCurrentDirectoryW(HINTERNET connection, LPCWSTR folder);
+
+// Starts a listing and gives its first name: `pattern` is a name or has wildcards, perhaps with a folder
+// before; null is everything. Name, size, time of the last writing and FILE_ATTRIBUTE_DIRECTORY are filled
+// in. Null with ERROR_NO_MORE_FILES when nothing matches. Names that no file here could have are left out.
+QV_API HINTERNET FtpFindFirstFileW(HINTERNET connection, LPCWSTR pattern, WIN32_FIND_DATAW* found,
+                                   DWORD flags, DWORD_PTR context);
+
+// The next name, in a WIN32_FIND_DATAW; false with ERROR_NO_MORE_FILES behind the last.
+QV_API BOOL InternetFindNextFileW(HINTERNET find, LPVOID found);
+
+// Make and delete what the names say.
+QV_API BOOL FtpCreateDirectoryW(HINTERNET connection, LPCWSTR folder);
+QV_API BOOL FtpRemoveDirectoryW(HINTERNET connection, LPCWSTR folder);
+QV_API BOOL FtpDeleteFileW(HINTERNET connection, LPCWSTR name);
+
+// Sends a command as it is. With `expectResponse` the answer is data, to be read from *data; else `data` may
+// be null. `flags` as for FtpOpenFileW.
+QV_API BOOL FtpCommandW(HINTERNET connection, BOOL expectResponse, DWORD flags, LPCWSTR command,
+                        DWORD_PTR context, HINTERNET* data);
 
 #endif

@@ -6,22 +6,10 @@
 #include <cstdlib>
 #include <string>
 
+#include "net/files.h"
 #include "qv/net/inethttp.h"
-#include "qv/platform/files.h"
 
 namespace qv::test {
-
-using Text = std::basic_string<WCHAR>;
-
-inline Text wide(std::string_view text) {
-  return Text(text.begin(), text.end());
-}
-
-inline std::string narrow(const WCHAR* text) {
-  std::string out;
-  for (; text && *text; ++text) out += static_cast<char>(*text);
-  return out;
-}
 
 inline std::string placeOf(const char* server) {
   const char* const place = getenv(server);
@@ -31,18 +19,6 @@ inline std::string placeOf(const char* server) {
 // "http://host:port/path" of the first server.
 inline std::string at(std::string_view path) {
   return "http://" + placeOf("QV_TEST_HTTP") + std::string(path);
-}
-
-inline std::string pattern(size_t size) {
-  std::string text(size, 0);
-  for (size_t i = 0; i < size; ++i) text[i] = static_cast<char>((i % 65536) * 7 + (i % 65536 >> 8));
-  return text;
-}
-
-// A file of the test's own folder.
-inline std::string fileName(std::string_view name) {
-  const char* const folder = getenv("QV_TEST_FOLDER");
-  return std::string(folder ? folder : ".") + "/" + std::string(name);
 }
 
 // A client, and the last answer it had.

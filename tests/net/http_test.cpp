@@ -17,25 +17,6 @@ constexpr HRESULT kNoBoundary = static_cast<HRESULT>(0x8004e0f4u),
                   kTooShort = static_cast<HRESULT>(0x8004e03cu);
 constexpr HRESULT kCannotOpen = static_cast<HRESULT>(0x8004e007u);
 
-bool exists(const std::string& file) {
-  return GetFileAttributesW(wide(file).c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-void putFile(const std::string& name, std::string_view bytes) {
-  FILE* const file = fopen(name.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  fwrite(bytes.data(), 1, bytes.size(), file);
-  fclose(file);
-}
-
-std::string fileBytes(const std::string& name) {
-  std::string text;
-  FILE* const file = fopen(name.c_str(), "rb");
-  for (int c = file ? fgetc(file) : EOF; c != EOF; c = fgetc(file)) text += static_cast<char>(c);
-  if (file) fclose(file);
-  return text;
-}
-
 // ---- Bodies
 
 TEST(Http, ReadsBodiesHoweverTheyEnd) {

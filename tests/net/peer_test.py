@@ -2,7 +2,8 @@
 """peer_test.py PROGRAM FOLDER [EMULATOR...]: runs a test program against servers on this machine.
 
 The program finds them through the environment: QV_TEST_HTTP and QV_TEST_OTHER (host:port), QV_TEST_HTTPS (with a
-certificate that SSL_CERT_FILE vouches for), and QV_TEST_FOLDER, a folder of its own.
+certificate that SSL_CERT_FILE vouches for), and QV_TEST_FOLDER, a folder of its own. FTP servers stand on port 21,
+which the client knows no other than, of 127.0.0.21 and 127.0.0.22.
 """
 import os
 import pathlib
@@ -10,8 +11,10 @@ import re
 import shutil
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+import ftp_server  # noqa: E402
 import http_server  # noqa: E402
 
 PROGRAM, FOLDER, EMULATOR = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3:]
@@ -27,10 +30,26 @@ def certificate():
     return cert, both
 
 
+def start_ftp():
+    """The files stand outside the program's folder; two tests at once take turns, as the port is one."""
+    root = FOLDER / "ftp"
+    root.mkdir()
+    ftp_server.fill(root)
+    for attempt in range(240):
+        try:
+            return ftp_server.start(str(root))
+        except OSError:
+            if attempt == 239:
+                raise
+            time.sleep(0.5)
+
+
 def main():
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir(parents=True)
     cert, both = certificate()
+    if "ftp" in pathlib.Path(PROGRAM).name:
+        start_ftp()
     servers = {"QV_TEST_HTTP": http_server.start(), "QV_TEST_OTHER": http_server.start(),
                "QV_TEST_HTTPS": http_server.start(certificate=both)}
     places = {name: f"127.0.0.1:{server.server_address[1]}" for name, server in servers.items()}

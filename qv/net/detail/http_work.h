@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "qv/net/detail/commands.h"
+#include "qv/net/detail/request_text.h"
 #include "qv/net/inethttp.h"
 
 namespace qv::net {
-
-using Text = std::basic_string<WCHAR>;
 
 // A request's arguments, as copied; the accept types are cut up on the worker.
 struct HttpArguments {

@@ -60,16 +60,24 @@ HINTERNET InternetConnectW(HINTERNET session, LPCWSTR name, INTERNET_PORT port, 
                            LPCWSTR password, DWORD service, DWORD, DWORD_PTR) {
   Host host{objectOf<Session>(session), {}, port, {}, {}};
   if (!host.session || !fillHost(host, name, user, password)) return nullptr;
-  if (service != INTERNET_SERVICE_HTTP) return failWith(ERROR_INVALID_PARAMETER, nullptr);
-  if (port == INTERNET_INVALID_PORT_NUMBER) host.port = INTERNET_DEFAULT_HTTP_PORT;
+  const bool ftp = service == INTERNET_SERVICE_FTP;
+  if (!ftp && service != INTERNET_SERVICE_HTTP) return failWith(ERROR_INVALID_PARAMETER, nullptr);
+  if (port == INTERNET_INVALID_PORT_NUMBER)
+    host.port = ftp ? INTERNET_DEFAULT_FTP_PORT : INTERNET_DEFAULT_HTTP_PORT;
+  if (ftp) {
+    auto connection = openFtp(std::move(host));
+    return connection ? openHandle(std::move(connection)) : nullptr;
+  }
   return openHandle(std::make_shared<Connection>(std::move(host)));
 }
 
 BOOL InternetCloseHandle(HINTERNET handle) {
   const auto object = objectOf<InternetObject>(handle);
   if (!object) return FALSE;
-  object->close();
-  return CloseHandle(handle);
+  const bool good = object->close();
+  const DWORD error = good ? ERROR_SUCCESS : GetLastError();
+  CloseHandle(handle);
+  return good || fail(error);
 }
 
 BOOL InternetQueryDataAvailable(HINTERNET file, DWORD* bytes, DWORD, DWORD_PTR) {

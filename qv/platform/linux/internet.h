@@ -15,8 +15,9 @@ class InternetObject : public Object {
   virtual bool available(DWORD* bytes);
   virtual bool read(void* buffer, DWORD bytes, DWORD* done);
   virtual bool write(const void* buffer, DWORD bytes, DWORD* done);
-  // The handle goes: ends what is going on. The object lives until nothing holds it any more.
-  virtual void close() {}
+  // The handle goes: ends what is going on, and says whether it ended well. The object lives until nothing
+  // holds it any more.
+  virtual bool close() { return true; }
 };
 
 class ChannelPool;
@@ -52,5 +53,8 @@ class Connection : public InternetObject {
 // UTF-8 of a text that goes into a request. False, with ERROR_INVALID_PARAMETER, when it holds a control
 // character: a line break there would begin a line of the sender's choice. Null is empty.
 bool requestText(LPCWSTR text, std::string& utf8);
+
+// Logs in to an FTP server; null, and the last error set, when that failed.
+std::shared_ptr<Connection> openFtp(Host host);
 
 }  // namespace qv::platform

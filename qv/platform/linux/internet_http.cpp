@@ -134,7 +134,10 @@ class HttpRequest : public InternetObject {
   bool available(DWORD* bytes) override;
   bool read(void* buffer, DWORD bytes, DWORD* done) override;
   bool write(const void* buffer, DWORD bytes, DWORD* done) override;
-  void close() override { transfer_.reset(); }
+  bool close() override {
+    transfer_.reset();
+    return true;
+  }
 
  private:
   static size_t onHeader(char* data, size_t size, size_t count, void* self);
