@@ -122,6 +122,7 @@ class FormSender {
   std::string delimiter_, partHeader_;
   WCHAR type_[kTypeCapacity] = {};
   size_t closing_ = 0;
+  uint64_t fileBytes_ = 0;  // still to be sent
   InputFile file_{work_.arguments.uploadFile.c_str()};
 };
 
@@ -162,7 +163,8 @@ HRESULT FormSender::prepare() {
 HRESULT FormSender::begin() {
   const int64_t fileBytes = file_.size();
   if (fileBytes < 0) return kReadFailed;
-  const uint64_t total = form_.size() + partHeader_.size() + static_cast<uint64_t>(fileBytes);
+  fileBytes_ = static_cast<uint64_t>(fileBytes);
+  const uint64_t total = form_.size() + partHeader_.size() + fileBytes_;
   if (total > UINT32_MAX) return kInvalidArgument;  // more than the request's own field can say
   work_.setTotal(static_cast<int64_t>(total));
   INTERNET_BUFFERSW buffers = {};
@@ -209,19 +211,22 @@ HRESULT FormSender::sendFileBlock(Bytes block) {
   return kOk;
 }
 
+// As many bytes as were announced, even if somebody makes the file longer meanwhile.
 HRESULT FormSender::sendFile() {
   std::vector<uint8_t> block(kFileBlock);
-  for (;;) {
+  while (fileBytes_ > 0) {
     DWORD bytes = 0;
-    if (!QvReadFile(file_.get(), block.data(), kFileBlock, &bytes, nullptr)) {
+    const auto wanted = static_cast<DWORD>(std::min<uint64_t>(fileBytes_, kFileBlock));
+    if (!QvReadFile(file_.get(), block.data(), wanted, &bytes, nullptr) || bytes == 0) {
       QV_NET_LOG(LOGFLAG_ERRORS, TEXT("ReadFile failed - buffer size %d GLE=%d."), kFileBlock,
                  GetLastError());
       return kReadFailed;
     }
-    if (bytes == 0) return kOk;
     const HRESULT status = sendFileBlock(Bytes(block).first(bytes));
     if (status != kOk) return status;
+    fileBytes_ -= bytes;
   }
+  return kOk;
 }
 
 HRESULT FormSender::sendClosing() {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "qv/net/detail/http_work.h"
@@ -76,9 +77,10 @@ bool isHttp(INTERNET_SCHEME scheme) {
   return scheme == INTERNET_SCHEME_HTTP || scheme == INTERNET_SCHEME_HTTPS;
 }
 
+// With two terminators: not every system counts the one behind the last line as the list's.
 WCHAR* copyOf(const Text& text) {
-  auto* const copy = new WCHAR[text.size() + 1];
-  std::copy_n(text.c_str(), text.size() + 1, copy);
+  auto* const copy = new WCHAR[text.size() + 2]();
+  text.copy(copy, text.size());
   return copy;
 }
 
@@ -180,6 +182,16 @@ bool queryNumber(HINTERNET request, DWORD what, uint32_t& number) {
   return HttpQueryInfoW(request, what | HTTP_QUERY_FLAG_NUMBER, &number, &bytes, nullptr);
 }
 
+// Whether the body says itself where it ends. A length beside that means nothing.
+bool isEncoded(const WCHAR* rawHeaders) {
+  constexpr std::basic_string_view<WCHAR> kName = TEXT("transfer-encoding:");
+  const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + 32) : c; };
+  for (std::basic_string_view<WCHAR> line = rawHeaders; !line.empty(); line = line.data() + line.size() + 1) {
+    if (std::ranges::equal(line.substr(0, kName.size()), kName, {}, lower)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 HRESULT HttpWork::readHeader() {
@@ -203,12 +215,13 @@ HRESULT HttpWork::readHeader() {
 HRESULT HttpWork::fillResponse(bool showProgress) {
   HRESULT status = readHeader();
   if (status == kOk) {
-    const bool known = queryNumber(request.get(), HTTP_QUERY_CONTENT_LENGTH, response->contentLength);
-    if (!known) {
+    const bool given = queryNumber(request.get(), HTTP_QUERY_CONTENT_LENGTH, response->contentLength);
+    const bool known = given && !isEncoded(response->rawHeaders);
+    if (!given) {
       QV_NET_LOG(LOGFLAG_INFORMATION,
                  TEXT("HttpQueryInfo failed for content length - trying to work ahead anyway."));
-      response->contentLength = 0;
     }
+    if (!known) response->contentLength = 0;
     if (showProgress) setTotal(response->contentLength);
     status = response->fileName ? readToFile(showProgress, known) : readToMemory(showProgress, known);
   }

@@ -122,23 +122,28 @@ void CQvInetBase::SendCmdToWorker(uint32_t command) {
   SetEvent(commandEvent_);
 }
 
+// Who waits is woken without the lock, or it would wake only to wait for that.
 void CQvInetBase::DoneWithCmd(HRESULT status, uint64_t data) {
-  const Locked locked(*this);
-  busy_ = 0;
-  lastResult_ = status;
-  resultData_ = data;
-  if (command_.load(std::memory_order_relaxed) != kQuit) {
-    if (notifyWindow_) qv::windowCalls().post(notifyWindow_, QVINET_MESSAGE_DONE, 0, 0);
-    if (notify_) notify_->requestDone(status, data);
+  {
+    const Locked locked(*this);
+    busy_ = 0;
+    lastResult_ = status;
+    resultData_ = data;
+    if (command_.load(std::memory_order_relaxed) != kQuit) {
+      if (notifyWindow_) qv::windowCalls().post(notifyWindow_, QVINET_MESSAGE_DONE, 0, 0);
+      if (notify_) notify_->requestDone(status, data);
+    }
   }
   SetEvent(statusEvent_);
 }
 
 void CQvInetBase::TransferProgressUpdate(int64_t bytes) {
-  const Locked locked(*this);
-  transferred_ += bytes;
-  if (notifyWindow_) qv::windowCalls().post(notifyWindow_, QVINET_MESSAGE_PROGRESS, 0, 0);
-  if (notify_) notify_->progress(bytes);
+  {
+    const Locked locked(*this);
+    transferred_ += bytes;
+    if (notifyWindow_) qv::windowCalls().post(notifyWindow_, QVINET_MESSAGE_PROGRESS, 0, 0);
+    if (notify_) notify_->progress(bytes);
+  }
   SetEvent(statusEvent_);
 }
 

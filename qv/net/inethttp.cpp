@@ -159,8 +159,11 @@ HRESULT CQvInetHttp::WorkerProcessCommand(HINTERNET session, uint32_t command, u
   return status;
 }
 
+// Nobody sees the response before the base says that the request has ended.
 void CQvInetHttp::DoneWithCmd(HRESULT status, uint64_t data) {
-  const Locked locked(*this);
-  response_ = reinterpret_cast<CQvInetHttpResponse*>(static_cast<uintptr_t>(data));
+  {
+    const Locked locked(*this);
+    response_ = reinterpret_cast<CQvInetHttpResponse*>(static_cast<uintptr_t>(data));
+  }
   CQvInetBase::DoneWithCmd(status, data);
 }
