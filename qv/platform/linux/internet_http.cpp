@@ -14,6 +14,8 @@ namespace {
 
 constexpr size_t kHeaderLimit = 256 * 1024;
 constexpr long kRedirectLimit = 20;
+constexpr size_t kStatusDigits = 3;
+constexpr int kLeastStatus = 100;
 
 char lowerOf(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
@@ -36,26 +38,30 @@ std::string_view trimmed(std::string_view text) {
 bool ResponseHeader::addLine(std::string_view line) {
   bytes_ += line.size();
   if (bytes_ > kHeaderLimit) return false;
-  if (line.starts_with("HTTP/")) {
-    begin(trimmed(line));
-    return true;
-  }
-  if (final_) return true;  // a trailer says nothing that the header didn't
+  const bool isTrailer = final_ || (!open_ && !lines_.empty() && !line.starts_with("HTTP/"));
+  if (isTrailer) return true;  // it says nothing that the header didn't
   line = trimmed(line);
+  if (!open_) return begin(line);
   if (!line.empty()) return addField(line);
   const bool interim = status_ / 100 == 1;
   final_ = !interim && !(follows_ && isRedirection());
+  open_ = false;
   return true;
 }
 
-void ResponseHeader::begin(std::string_view line) {
+// "HTTP/1.1 200 OK"; only the number means something.
+bool ResponseHeader::begin(std::string_view line) {
   const size_t bytes = bytes_;
   *this = ResponseHeader(follows_);
   bytes_ = bytes;
-  const size_t blank = std::min(line.find(' '), line.size());
-  const std::string_view number = trimmed(line.substr(blank));
-  std::from_chars(number.data(), number.data() + number.size(), status_);
+  open_ = true;
   lines_.emplace_back(line);
+  const size_t blank = std::min(line.find(' '), line.size());
+  const std::string_view number = trimmed(line.substr(blank)).substr(0, kStatusDigits);
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), status_);
+  const bool whole =
+      error == std::errc() && number.size() == kStatusDigits && end == number.data() + number.size();
+  return line.starts_with("HTTP/") && whole && status_ >= kLeastStatus;
 }
 
 bool ResponseHeader::addField(std::string_view line) {

@@ -13,8 +13,8 @@ class ResponseHeader {
  public:
   explicit ResponseHeader(bool follows = true) : follows_(follows) {}
 
-  // A line as it came, its end included. False for one that no honest server sends: lengths that are no plain
-  // numbers or contradict each other, and a header without end.
+  // A line as it came, its end included. False for one that no honest server sends: a status of other than
+  // three digits, lengths that are no plain numbers or contradict each other, and a header without end.
   bool addLine(std::string_view line);
 
   // The header is whole, and no further one follows it: it is neither interim nor a redirection that is
@@ -26,7 +26,7 @@ class ResponseHeader {
   std::optional<uint64_t> contentLength() const { return contentLength_; }
 
  private:
-  void begin(std::string_view line);
+  bool begin(std::string_view line);
   bool addField(std::string_view line);
   bool setLength(std::string_view digits);
   bool isRedirection() const;
@@ -35,6 +35,7 @@ class ResponseHeader {
   std::vector<std::string> lines_;
   size_t bytes_ = 0;  // of all headers, the interim ones too
   int status_ = 0;
+  bool open_ = false;  // its first line was there, its empty one not yet
   bool final_ = false, hasLocation_ = false;
   std::optional<std::string> contentType_;
   std::optional<uint64_t> contentLength_;
