@@ -1,6 +1,7 @@
 #include "qv/app/workbench/files.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "qv/frame/status.h"
 
@@ -9,7 +10,9 @@ namespace {
 
 constexpr size_t kBlockBytes = 256 * 1024;
 
-bool isSeparator(WCHAR c) { return c == '/' || c == '\\'; }
+bool isSeparator(WCHAR c) {
+  return c == '/' || c == '\\';
+}
 
 bool writeAll(HANDLE file, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -50,6 +53,12 @@ int64_t InputFile::read(char* buffer, size_t capacity) {
   return got;
 }
 
+HRESULT InputFile::seek(int64_t position) {
+  LARGE_INTEGER place;
+  place.QuadPart = position;
+  return SetFilePointerEx(handle_, place, nullptr, FILE_BEGIN) ? kOk : kReadFailed;
+}
+
 HRESULT readFile(const WString& path, uint64_t limit, std::string& bytes) {
   bytes.clear();
   InputFile file;
@@ -69,26 +78,47 @@ HRESULT readFile(const WString& path, uint64_t limit, std::string& bytes) {
   }
 }
 
-HRESULT writeFile(const WString& path, std::string_view bytes) {
+OutputFile::~OutputFile() {
+  if (handle_ == INVALID_HANDLE_VALUE) return;
+  CloseHandle(handle_);
+  DeleteFileW(temporary_.c_str());
+}
+
+HRESULT OutputFile::open(const WString& path) {
   if (const WStringView folder = folderOf(path); !folder.empty()) {
     if (const HRESULT status = makeFolder(WString(folder)); FAILED(status)) return status;
   }
-  const WString temporary = path + TEXT(".new");
-  const HANDLE file = CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return kCannotCreateFile;
-  const bool written = writeAll(file, bytes);
-  CloseHandle(file);
-  if (written && MoveFileExW(temporary.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) return kOk;
-  DeleteFileW(temporary.c_str());
+  path_ = path;
+  temporary_ = path + TEXT(".new");
+  handle_ = CreateFileW(temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                        nullptr);
+  return handle_ == INVALID_HANDLE_VALUE ? kCannotCreateFile : kOk;
+}
+
+HRESULT OutputFile::write(std::string_view bytes) {
+  return writeAll(handle_, bytes) ? kOk : kWriteFailed;
+}
+
+HRESULT OutputFile::keep() {
+  CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+  if (MoveFileExW(temporary_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING)) return kOk;
+  DeleteFileW(temporary_.c_str());
   return kWriteFailed;
+}
+
+HRESULT writeFile(const WString& path, std::string_view bytes) {
+  OutputFile file;
+  HRESULT status = file.open(path);
+  if (!FAILED(status)) status = file.write(bytes);
+  return FAILED(status) ? status : file.keep();
 }
 
 HRESULT makeFolder(const WString& path) {
   for (size_t at = 1; at <= path.size(); ++at) {
     if (at < path.size() && !isSeparator(path[at])) continue;
     const WString part = path.substr(0, at);
-    if (!isSeparator(part.back()) && part.back() != ':' && !isFolder(part)) CreateDirectoryW(part.c_str(), nullptr);
+    if (!isSeparator(part.back()) && part.back() != ':' && !isFolder(part))
+      CreateDirectoryW(part.c_str(), nullptr);
   }
   return isFolder(path) ? kOk : kCannotCreateFile;
 }

@@ -70,7 +70,33 @@ WString listed(std::span<const WCHAR* const> names) {
   return text;
 }
 
+bool takes(const JobWork& work, const WString& key) {
+  const std::string word = encodeUtf8(key), list = std::string(" ") + work.options + " ";
+  return list.find(" " + word + " ") != std::string::npos;
+}
+
 }  // namespace
+
+HRESULT runWork(Session& session, const Step& step, std::span<const JobWork> works) {
+  WString names;
+  for (const JobWork& work : works) {
+    names += names.empty() ? WString(work.name) : WString(TEXT(", ")) + work.name;
+    if (step.words[1] != work.name) continue;
+    const size_t count = step.words.size() - 2;
+    if (count < work.fewest || count > work.most) {
+      return session.fail(kInvalidArgument,
+                          WString(TEXT("The files don't fit the work. Usage: ")) + work.usage);
+    }
+    for (const Option& option : step.options) {
+      if (takes(work, option.key)) continue;
+      return session.fail(kInvalidArgument,
+                          TEXT("This work has no option ") + option.key + TEXT("=. Usage: ") + work.usage);
+    }
+    ImageJob job(session, step, 2);
+    return work.run(job);
+  }
+  return session.fail(kInvalidArgument, TEXT("The work is one of ") + names + TEXT("."));
+}
 
 // ---- options ----------------------------------------------------------------------------------------------
 

@@ -64,6 +64,17 @@ class ImageJob {
   Progress progress_;
 };
 
+// What a verb's second word can be: how many files stand behind it, and the options that it takes.
+struct JobWork {
+  const WCHAR* name;
+  size_t fewest, most;
+  const char* options;  // separated by blanks
+  HRESULT (*run)(ImageJob& job);
+  const WCHAR* usage;
+};
+// Runs the one that the step names, or says what is wrong with the step.
+HRESULT runWork(Session& session, const Step& step, std::span<const JobWork> works);
+
 const WCHAR* pixelTypeName(int32_t type);
 WString sizeText(const BITMAPINFOHEADER* image);
 bool isPaletteType(int32_t type);

@@ -378,15 +378,7 @@ HRESULT fade(ImageJob& job) {
 
 // ---- the verb ---------------------------------------------------------------------------------------------
 
-// What each work takes: pictures by their place, and options; type= and rows= go with every result.
-struct Work {
-  const WCHAR* name;
-  size_t fewest, most;
-  const char* options;
-  HRESULT (*run)(ImageJob& job);
-  const WCHAR* usage;
-};
-constexpr Work kWorks[] = {
+constexpr JobWork kWorks[] = {
     {TEXT("info"), 1, 1, "", showInfo, TEXT("image info IN")},
     {TEXT("convert"), 2, 2, "type rows", convert, TEXT("image convert IN OUT [type=TYPE] [rows=top]")},
     {TEXT("copy"), 2, 2, "type rows from to onto method colour alpha from-gamma to-gamma", copy,
@@ -413,30 +405,8 @@ constexpr Work kWorks[] = {
           "deinterlace IN OUT [field=0]")},
 };
 
-bool takes(const Work& work, const WString& key) {
-  const std::string word = encodeUtf8(key), list = std::string(" ") + work.options + " ";
-  return list.find(" " + word + " ") != std::string::npos;
-}
-
 HRESULT runImage(Session& session, const Step& step) {
-  WString names;
-  for (const Work& work : kWorks) {
-    names += names.empty() ? WString(work.name) : WString(TEXT(", ")) + work.name;
-    if (step.words[1] != work.name) continue;
-    const size_t count = step.words.size() - 2;
-    if (count < work.fewest || count > work.most) {
-      return session.fail(kInvalidArgument,
-                          WString(TEXT("The pictures don't fit the work. Usage: ")) + work.usage);
-    }
-    for (const Option& option : step.options) {
-      if (takes(work, option.key)) continue;
-      return session.fail(kInvalidArgument,
-                          TEXT("This work has no option ") + option.key + TEXT("=. Usage: ") + work.usage);
-    }
-    ImageJob job(session, step, 2);
-    return work.run(job);
-  }
-  return session.fail(kInvalidArgument, TEXT("The work is one of ") + names + TEXT("."));
+  return runWork(session, step, kWorks);
 }
 
 constexpr Verb kVerbs[] = {

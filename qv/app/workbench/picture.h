@@ -28,6 +28,8 @@ class Picture {
   static constexpr int kLetterHeight = 9;  // two rows of it below the line
 
   std::string png() const;
+  // The palette's place of each pixel, row by row from the top.
+  const std::vector<uint8_t>& pixels() const { return pixels_; }
 
  private:
   int width_, height_;

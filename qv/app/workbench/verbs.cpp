@@ -6,7 +6,7 @@ std::span<const std::span<const Verb>> verbTables() {
   static const std::span<const Verb> tables[] = {
       errorVerbs(),   machineVerbs(),  linesVerbs(),  logVerbs(),   moduleVerbs(), settingsVerbs(),
       textVerbs(),    timeVerbs(),     wavVerbs(),    filesVerbs(), folderVerbs(), zipVerbs(),
-      archiveVerbs(), resourceVerbs(), reportVerbs(), imageVerbs(), netVerbs()};
+      archiveVerbs(), resourceVerbs(), reportVerbs(), imageVerbs(), framesVerbs(), netVerbs()};
   return tables;
 }
 

@@ -22,5 +22,6 @@ std::span<const Verb> zipVerbs();
 std::span<const Verb> archiveVerbs();
 std::span<const Verb> filesVerbs();
 std::span<const Verb> imageVerbs();
+std::span<const Verb> framesVerbs();
 
 }  // namespace qv::workbench
