@@ -1,5 +1,7 @@
 #include "qv/platform/linux/internet_transfer.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -42,8 +44,23 @@ constexpr ErrorRow kErrors[] = {
     {CURLE_SEND_ERROR, ERROR_INTERNET_CONNECTION_RESET},
 };
 
+// A worker that was let go of may end while the process does. What OpenSSL, behind libcurl, would clean up
+// then it would free twice, once for the thread and once for the process: it is to leave its memory to the
+// system.
+void forgoCleanupAtExit() {
+  using Initialise = int (*)(uint64_t options, const void* settings);
+  constexpr uint64_t kNoAtExit = 0x80000;
+  const auto initialise = reinterpret_cast<Initialise>(dlsym(RTLD_DEFAULT, "OPENSSL_init_crypto"));
+  if (initialise) initialise(kNoAtExit, nullptr);
+}
+
+CURLcode initialiseLibrary() {
+  forgoCleanupAtExit();  // the first call decides
+  return curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
 void startLibrary() {
-  static const CURLcode started = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static const CURLcode started = initialiseLibrary();
   static_cast<void>(started);
 }
 
