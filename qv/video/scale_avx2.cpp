@@ -210,6 +210,25 @@ void toBytesVector(uint8_t* out, const float* in, int64_t channels, float scale)
   toBytes(out + i, in + i, channels - i, scale);
 }
 
+// Four pixels, of eight above and eight below them, in words.
+QV_INLINE __m256i halvedFour(const uint8_t* above, const uint8_t* below) {
+  const __m256i pairs =
+      _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15));
+  const __m256i ones = _mm256_set1_epi8(1);
+  const __m256i a = _mm256_maddubs_epi16(_mm256_shuffle_epi8(load(above), pairs), ones);
+  const __m256i b = _mm256_maddubs_epi16(_mm256_shuffle_epi8(load(below), pairs), ones);
+  return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(a, b), _mm256_set1_epi16(2)), 2);
+}
+void halve8Vector(uint8_t* out, const uint8_t* const rows[2], int64_t count) {
+  int64_t x = 0;
+  for (; x + 8 <= count; x += 8) {
+    const uint8_t *above = rows[0] + 8 * x, *below = rows[1] + 8 * x;
+    const __m256i bytes = _mm256_packus_epi16(halvedFour(above, below), halvedFour(above + 32, below + 32));
+    store(out + 4 * x, _mm256_permute4x64_epi64(bytes, 0xd8));
+  }
+  halveSpan8(out, rows, x, count);
+}
+
 // (v + 8192) / 16384, towards zero.
 QV_INLINE __m256i roundedColumn(__m256i v) {
   v = _mm256_add_epi32(v, _mm256_set1_epi32(8192));
@@ -272,6 +291,7 @@ constexpr ScaleForms vectorScale() {
   forms.linearAcross = linearAcrossVector;
   forms.cubicAcross = cubicAcrossVector;
   forms.toBytes = toBytesVector;
+  forms.halve8 = halve8Vector;
   forms.cubicRows8 = cubicRows8Vector;
   forms.cubicAcross8 = cubicAcross8Vector;
   return forms;

@@ -136,6 +136,23 @@ void toBytesVector(uint8_t* out, const float* in, int64_t channels, float scale)
   toBytes(out + i, in + i, channels - i, scale);
 }
 
+// Two pixels, of four above and four below them, in words.
+QV_INLINE __m128i halvedTwo(const uint8_t* above, const uint8_t* below) {
+  const __m128i zero = _mm_setzero_si128(), a = load(above), b = load(below);
+  const __m128i left = _mm_add_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
+  const __m128i right = _mm_add_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
+  const __m128i sum = _mm_add_epi16(_mm_unpacklo_epi64(left, right), _mm_unpackhi_epi64(left, right));
+  return _mm_srli_epi16(_mm_add_epi16(sum, _mm_set1_epi16(2)), 2);
+}
+void halve8Vector(uint8_t* out, const uint8_t* const rows[2], int64_t count) {
+  int64_t x = 0;
+  for (; x + 4 <= count; x += 4) {
+    const uint8_t *above = rows[0] + 8 * x, *below = rows[1] + 8 * x;
+    store(out + 4 * x, _mm_packus_epi16(halvedTwo(above, below), halvedTwo(above + 16, below + 16)));
+  }
+  halveSpan8(out, rows, x, count);
+}
+
 // (v + 8192) / 16384, towards zero.
 QV_INLINE __m128i roundedColumn(__m128i v) {
   v = _mm_add_epi32(v, _mm_set1_epi32(8192));
@@ -183,6 +200,7 @@ constexpr ScaleForms vectorScale() {
   forms.linearAcross = linearAcrossVector;
   forms.cubicAcross = cubicAcrossVector;
   forms.toBytes = toBytesVector;
+  forms.halve8 = halve8Vector;
   forms.cubicRows8 = cubicRows8Vector;
   forms.cubicAcross8 = cubicAcross8Vector;
   return forms;

@@ -319,7 +319,7 @@ TEST(Scale, FormsAgreeOnWideRows) {
   const Sizes cases[] = {{{333, 7}, {100, 5}},  {{64, 40}, {333, 11}}, {{200, 3}, {199, 9}},
                          {{31, 3}, {700, 90}},  {{5, 2}, {400, 300}},  {{401, 3}, {3, 200}},
                          {{2, 300}, {555, 40}}, {{1, 1}, {257, 513}},  {{257, 129}, {129, 65}},
-                         {{640, 2}, {320, 1}},  {{96, 4}, {1000, 3}}};
+                         {{640, 2}, {320, 1}},  {{96, 4}, {1000, 3}},  {{61, 3}, {122, 6}}};
   for (const Sizes& c : cases) {
     for (uint32_t bits = 0; bits < 8; ++bits) {
       for (const uint32_t bytes : {4u, 16u}) {
@@ -345,6 +345,24 @@ TEST(Scale, FormsAgreeOnWideRows) {
               << level.name << " " << c.to.cx << " from " << c.from.cx << " mode " << bits;
           ASSERT_FALSE(to.block->spoiled());
         }
+      }
+    }
+  }
+}
+
+// Exactly half the size has a way of its own, which must not differ by a rounding.
+TEST(Scale, HalvesAreAveragesToTheNearest) {
+  Pixels from(62, 10, 4, 6), to(31, 5, 4, 7);
+  for (const test::Level& level : test::kLevels) {
+    const AtLevel at(level);
+    to.fill(9);
+    ASSERT_EQ(scaleWhole(to, nullptr, from, nullptr, 4, {false, true, false}), qv::kOk);
+    for (int32_t y = 0; y < 5; ++y) {
+      const uint8_t *above = from.row(2 * y), *below = from.row(2 * y + 1);
+      for (int32_t i = 0; i < 31 * 4; ++i) {
+        const int32_t left = i / 4 * 8 + i % 4;
+        const int32_t sum = above[left] + above[left + 4] + below[left] + below[left + 4];
+        ASSERT_EQ(to.row(y)[i], (sum + 2) / 4) << level.name << " " << y << " " << i;
       }
     }
   }

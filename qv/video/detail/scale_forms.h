@@ -74,6 +74,9 @@ struct ScaleForms {
   // in * scale, to the nearest byte, held to 0..255.
   void (*toBytes)(uint8_t* out, const float* in, int64_t channels, float scale);
 
+  // Each pixel the average of two by two, to the nearest, halves upwards.
+  void (*halve8)(uint8_t* out, const uint8_t* const rows[2], int64_t count);
+
   void (*cubicRows8)(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4], int64_t channels);
   void (*cubicAcross8)(uint8_t* out, const int16_t* in, const CubicColumn* columns, int64_t count);
 

@@ -153,6 +153,18 @@ static void toBytes(uint8_t* out, const float* in, int64_t channels, float scale
   }
 }
 
+static void halveSpan8(uint8_t* out, const uint8_t* const rows[2], int64_t from, int64_t to) {
+  for (int64_t x = from; x < to; ++x) {
+    const uint8_t *above = rows[0] + 8 * x, *below = rows[1] + 8 * x;
+    for (int i = 0; i < 4; ++i) {
+      out[4 * x + i] = static_cast<uint8_t>((above[i] + above[i + 4] + below[i] + below[i + 4] + 2) >> 2);
+    }
+  }
+}
+static void halve8(uint8_t* out, const uint8_t* const rows[2], int64_t count) {
+  halveSpan8(out, rows, 0, count);
+}
+
 static void cubicSpan8(int16_t* out, const uint8_t* const rows[4], const int16_t weights[4], int64_t from,
                        int64_t to) {
   for (int64_t i = from; i < to; ++i) {
@@ -192,6 +204,7 @@ constexpr ScaleForms plainScale() {
           linearAcross<double>,
           cubicAcross<double>,
           toBytes,
+          halve8,
           cubicRows8,
           cubicAcross8,
           true};
