@@ -80,36 +80,35 @@ void packV210Vector(uint8_t* out, const uint8_t* y, const uint8_t* uv, int64_t p
 }
 
 void packVector(uint8_t* out, const uint8_t* rgb, int64_t pairs, const PackWeights& w) {
-  const __m256i lowBytes = _mm256_set1_epi32(0x00ff00ff);
   const __m256i yOuter = pairOf(w.y[0], w.y[2]), yGreen = pairOf(w.y[1], 0);
-  const auto alternate = [](__m256i u, __m256i v) { return _mm256_blend_epi32(u, v, 0xaa); };
-  const __m256i cOuter = alternate(pairOf(w.u[0], w.u[2]), pairOf(w.v[0], w.v[2]));
-  const __m256i cGreen = alternate(pairOf(w.u[1], 0), pairOf(w.v[1], 0));
-  const auto legalWords = [](__m256i first, __m256i second) {
-    const __m256i words = _mm256_packs_epi32(first, second);
-    return _mm256_min_epi16(_mm256_max_epi16(words, _mm256_set1_epi16(1)), _mm256_set1_epi16(254));
+  const __m256i uOuter = pairOf(w.u[0], w.u[2]), uGreen = pairOf(w.u[1], 0);
+  const __m256i vOuter = pairOf(w.v[0], w.v[2]), vGreen = pairOf(w.v[1], 0);
+  const auto product = [](__m256i a, __m256i ka, __m256i b, __m256i kb, int32_t rounding) {
+    const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(a, ka), _mm256_madd_epi16(b, kb));
+    return _mm256_srai_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(rounding)), 12);
   };
+  const auto luma = [&](__m256i pixels) {
+    return product(_mm256_and_si256(pixels, _mm256_set1_epi16(0xff)), yOuter, _mm256_srli_epi16(pixels, 8),
+                   yGreen, 2048);
+  };
+  // Two pixels' sums of blue, red, green and alpha.
+  const auto sums = [](__m256i pixels) {
+    const __m256i order = bothHalves(_mm_setr_epi8(0, 4, 2, 6, 1, 5, 3, 7, 8, 12, 10, 14, 9, 13, 11, 15));
+    return _mm256_castsi256_ps(_mm256_maddubs_epi16(_mm256_shuffle_epi8(pixels, order), _mm256_set1_epi8(1)));
+  };
+  // Of each half: U0 U1 U2 U3 V0 V1 V2 V3, then the luma of the same pixels.
+  const __m256i places = bothHalves(_mm_setr_epi8(0, 8, 4, 9, 1, 10, 5, 11, 2, 12, 6, 13, 3, 14, 7, 15));
   int64_t i = 0;
   for (; i + 8 <= pairs; i += 8) {
-    __m256i luma[2], chroma[2];
-    for (int h = 0; h < 2; ++h) {
-      const __m256i pixels = load32(rgb + 8 * i + 32 * h);
-      const __m256i outer = _mm256_and_si256(pixels, lowBytes);
-      const __m256i green = _mm256_and_si256(_mm256_srli_epi16(pixels, 8), lowBytes);
-      const auto product = [](__m256i a, __m256i ka, __m256i b, __m256i kb, int32_t rounding) {
-        const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(a, ka), _mm256_madd_epi16(b, kb));
-        return _mm256_srai_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(rounding)), 12);
-      };
-      // A pair's sums stand in both of its places: U is made of the first, V of the second.
-      const auto paired = [](__m256i v) {
-        return _mm256_add_epi16(v, _mm256_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
-      };
-      luma[h] = product(outer, yOuter, green, yGreen, 2048);
-      chroma[h] = product(paired(outer), cOuter, paired(green), cGreen, 0x80800);
-    }
-    const __m256i both =
-        _mm256_or_si256(legalWords(chroma[0], chroma[1]), _mm256_slli_epi16(legalWords(luma[0], luma[1]), 8));
-    store32(out + 4 * i, ordered(both));
+    const __m256i first = load32(rgb + 8 * i), second = load32(rgb + 8 * i + 32);
+    const __m256i outer = _mm256_castps_si256(_mm256_shuffle_ps(sums(first), sums(second), 0x88));
+    const __m256i green = _mm256_castps_si256(_mm256_shuffle_ps(sums(first), sums(second), 0xdd));
+    const __m256i chroma = _mm256_packs_epi32(product(outer, uOuter, green, uGreen, 0x80800),
+                                              product(outer, vOuter, green, vGreen, 0x80800));
+    const __m256i bytes = _mm256_packus_epi16(chroma, _mm256_packs_epi32(luma(first), luma(second)));
+    const __m256i legal = _mm256_min_epu8(_mm256_max_epu8(bytes, _mm256_set1_epi8(1)),
+                                          _mm256_set1_epi8(static_cast<char>(254)));
+    store32(out + 4 * i, ordered(_mm256_shuffle_epi8(legal, places)));
   }
   packPairs(out + 4 * i, rgb + 8 * i, pairs - i, w);
 }
