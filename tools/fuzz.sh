@@ -11,7 +11,7 @@ mkdir -p "$found"
 if [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 used=0
 while [ "$used" -lt $((minutes * 60)) ]; do
-  { time -p nice -n "${NICE:-15}" "build/fuzz/tests/fuzz/${name}_fuzz" -max_total_time=300 -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+  { time -p nice -n "${NICE:-15}" "build/fuzz/tests/fuzz/${name}_fuzz" -max_total_time=300 -timeout=120 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="$found/" "$found" "tests/fuzz/corpus/$name" >"$found.log" 2>&1; } 2>"$found.time" || {
     tail -n 30 "$found.log"
     exit 1
