@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +14,7 @@ namespace qv::net {
 
 inline constexpr HRESULT kNotHttp = static_cast<HRESULT>(0x8004e0f2u);
 inline constexpr HRESULT kBadAcceptTypes = static_cast<HRESULT>(0x8004e0f3u);
+constexpr uint32_t kNoContent = 204, kNotModified = 304;  // without a body, whatever length they name
 
 struct CrackedUrl {
   INTERNET_SCHEME scheme;
@@ -182,14 +184,45 @@ bool queryNumber(HINTERNET request, DWORD what, uint32_t& number) {
   return HttpQueryInfoW(request, what | HTTP_QUERY_FLAG_NUMBER, &number, &bytes, nullptr);
 }
 
-// Whether the body says itself where it ends. A length beside that means nothing.
-bool isEncoded(const WCHAR* rawHeaders) {
-  constexpr std::basic_string_view<WCHAR> kName = TEXT("transfer-encoding:");
+using TextView = std::basic_string_view<WCHAR>;
+
+// What stands behind a name, which is in lower case and ends with its colon; null when it is another line.
+const WCHAR* valueOf(const WCHAR* line, TextView name) {
   const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + 32) : c; };
-  for (std::basic_string_view<WCHAR> line = rawHeaders; !line.empty(); line = line.data() + line.size() + 1) {
-    if (std::ranges::equal(line.substr(0, kName.size()), kName, {}, lower)) return true;
+  return std::ranges::equal(TextView(line).substr(0, name.size()), name, {}, lower) ? line + name.size()
+                                                                                    : nullptr;
+}
+
+// Plain digits between blanks, up to 2^63 - 1.
+bool readDigits(const WCHAR* text, uint64_t& number) {
+  number = 0;
+  const WCHAR* at = text;
+  while (*at == ' ' || *at == '\t') ++at;
+  const WCHAR* const first = at;
+  for (; *at >= '0' && *at <= '9'; ++at) {
+    number = number * 10 + static_cast<uint64_t>(*at - '0');
+    if (number > INT64_MAX) return false;
   }
-  return false;
+  const bool any = at > first;
+  while (*at == ' ' || *at == '\t') ++at;
+  return any && *at == 0;
+}
+
+// How long the body will be, by the header's lines: the system's own number has 32 bits, and not every system
+// looks at what it reads. False for lengths that no honest server sends. Nothing when nobody says, or when
+// the body says itself where it ends: a length beside that means nothing.
+bool readBodyLength(const WCHAR* rawHeaders, std::optional<uint64_t>& length) {
+  bool encoded = false;
+  for (const WCHAR* line = rawHeaders; *line; line += TextView(line).size() + 1) {
+    encoded = encoded || valueOf(line, TEXT("transfer-encoding:"));
+    const WCHAR* const digits = valueOf(line, TEXT("content-length:"));
+    uint64_t number = 0;
+    if (!digits) continue;
+    if (!readDigits(digits, number) || length.value_or(number) != number) return false;
+    length = number;
+  }
+  if (encoded) length.reset();
+  return true;
 }
 
 }  // namespace
@@ -212,19 +245,21 @@ HRESULT HttpWork::readHeader() {
   return kOk;
 }
 
+HRESULT HttpWork::fillBody(bool showProgress) {
+  if (!queryNumber(request.get(), HTTP_QUERY_CONTENT_LENGTH, response->contentLength)) {
+    QV_NET_LOG(LOGFLAG_INFORMATION,
+               TEXT("HttpQueryInfo failed for content length - trying to work ahead anyway."));
+  }
+  std::optional<uint64_t> length;
+  if (!readBodyLength(response->rawHeaders, length)) return kGeneralFailure;
+  if (response->statusCode == kNoContent || response->statusCode == kNotModified) length = 0;
+  if (showProgress) setTotal(static_cast<int64_t>(length.value_or(0)));
+  return response->fileName ? readToFile(showProgress, length) : readToMemory(showProgress, length);
+}
+
 HRESULT HttpWork::fillResponse(bool showProgress) {
   HRESULT status = readHeader();
-  if (status == kOk) {
-    const bool given = queryNumber(request.get(), HTTP_QUERY_CONTENT_LENGTH, response->contentLength);
-    const bool known = given && !isEncoded(response->rawHeaders);
-    if (!given) {
-      QV_NET_LOG(LOGFLAG_INFORMATION,
-                 TEXT("HttpQueryInfo failed for content length - trying to work ahead anyway."));
-    }
-    if (!known) response->contentLength = 0;
-    if (showProgress) setTotal(response->contentLength);
-    status = response->fileName ? readToFile(showProgress, known) : readToMemory(showProgress, known);
-  }
+  if (status == kOk) status = fillBody(showProgress);
   if (status != kOk) {
     QV_NET_LOG(LOGFLAG_ERRORS, TEXT("FillResponse() failing with hr=%x, status=%d"), status,
                response->statusCode);
@@ -238,12 +273,13 @@ namespace {
 // A body, piece by piece, to its announced length or to its end.
 class BodyReader {
  public:
-  BodyReader(HttpWork& work, bool showProgress, bool knownLength, uint64_t length)
-      : work_(work), showProgress_(showProgress), known_(knownLength), length_(length) {}
+  BodyReader(HttpWork& work, bool showProgress, std::optional<uint64_t> length)
+      : work_(work), showProgress_(showProgress), known_(length), length_(length.value_or(0)) {}
 
   uint64_t bytesRead() const { return read_; }
   bool hasEnded() const { return ended_ || (known_ && read_ >= length_); }
-  bool isKnown() const { return known_; }
+  // What the response's own field can say of it.
+  uint32_t lengthField() const { return static_cast<uint32_t>(std::min<uint64_t>(read_, UINT32_MAX)); }
   // At most this many are still to come, as far as it is known.
   uint64_t rest() const { return known_ ? length_ - read_ : UINT64_MAX; }
 
@@ -319,8 +355,8 @@ class GrowingBlock {
 
 }  // namespace
 
-HRESULT HttpWork::readToMemory(bool showProgress, bool knownLength) {
-  BodyReader body(*this, showProgress, knownLength, response->contentLength);
+HRESULT HttpWork::readToMemory(bool showProgress, std::optional<uint64_t> length) {
+  BodyReader body(*this, showProgress, length);
   GrowingBlock block;
   while (!body.hasEnded()) {
     uint32_t there = 0;
@@ -328,11 +364,11 @@ HRESULT HttpWork::readToMemory(bool showProgress, bool knownLength) {
     if (status != kOk) return status;
     if (there == 0) break;
     const uint64_t size = body.bytesRead() + there;
-    if (!block.reserve(size, body.isKnown() ? response->contentLength : 2 * size)) return kOutOfMemory;
+    if (!block.reserve(size, length.value_or(2 * size))) return kOutOfMemory;
     status = body.read(block.bytes() + body.bytesRead(), there);
     if (status != kOk) return status;
   }
-  response->contentLength = static_cast<uint32_t>(body.bytesRead());
+  response->contentLength = body.lengthField();
   if (response->contentLength == 0) return kOk;
   block.bytes()[response->contentLength] = 0;
   response->body = block.release();
@@ -379,8 +415,8 @@ class ResponseFile {
 
 }  // namespace
 
-HRESULT HttpWork::readToFile(bool showProgress, bool knownLength) {
-  BodyReader body(*this, showProgress, knownLength, response->contentLength);
+HRESULT HttpWork::readToFile(bool showProgress, std::optional<uint64_t> length) {
+  BodyReader body(*this, showProgress, length);
   ResponseFile file(response->fileName);
   if (!file.isOpen()) return kCannotOpenFile;
   uint8_t buffer[64 * 1024];
@@ -400,7 +436,7 @@ HRESULT HttpWork::readToFile(bool showProgress, bool knownLength) {
   }
   const HRESULT status = file.write(buffer, filled);
   if (status != kOk) return status;
-  response->contentLength = static_cast<uint32_t>(body.bytesRead());
+  response->contentLength = body.lengthField();
   if (body.bytesRead() > 0) file.keep();
   return kOk;
 }

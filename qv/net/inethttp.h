@@ -50,7 +50,7 @@ class QV_API CQvInetHttpResponse {
   uint32_t statusCode = 0;       // 200, 404 …
   WCHAR* rawHeaders = nullptr;   // lines, each terminated, and an empty one
   WCHAR* contentType = nullptr;  // empty when the server gave none
-  uint32_t contentLength = 0;    // of the body, in bytes
+  uint32_t contentLength = 0;    // of the body, in bytes; 2^32 - 1 for a longer one, in a file
   uint8_t* body = nullptr;
   WCHAR* fileName = nullptr;  // where the body went; null for a response in memory
 };

@@ -71,7 +71,8 @@ class Request {
     if (SUCCEEDED(status)) status = finish(interrupt);
     if (FAILED(status)) return failed(status);
     status = output ? file.keep() : kOk;
-    return FAILED(status) ? session_.fail(status, TEXT("The file can't be written: ") + *output) : report();
+    if (FAILED(status)) return session_.fail(status, TEXT("The file can't be written: ") + *output);
+    return report(output ? file.size() : response_->contentLength);
   }
 
  private:
@@ -95,9 +96,8 @@ class Request {
         status, TEXT("The server answers ") + statusLine(*response_) + TEXT(": ") + withoutPassword(url()));
   }
 
-  HRESULT report() {
-    session_.record(
-        {step_.words[0], response_->statusCode, response_->contentType, response_->contentLength});
+  HRESULT report(int64_t bytes) {
+    session_.record({step_.words[0], response_->statusCode, response_->contentType, bytes});
     return kOk;
   }
 

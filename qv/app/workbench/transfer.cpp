@@ -72,4 +72,9 @@ HRESULT ReceivedFile::keep() const {
   return MoveFileExW(temporary_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING) ? kOk : kWriteFailed;
 }
 
+int64_t ReceivedFile::size() const {
+  InputFile file;
+  return SUCCEEDED(file.open(path_)) ? file.size() : -1;
+}
+
 }  // namespace qv::workbench

@@ -49,6 +49,8 @@ class ReceivedFile {
   const WCHAR* temporary() const { return temporary_.c_str(); }
   // An empty file when nothing was received.
   HRESULT keep() const;
+  // In bytes, once it is kept.
+  int64_t size() const;
 
  private:
   const WString path_, temporary_;

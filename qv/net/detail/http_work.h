@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,8 +68,9 @@ struct HttpWork {
   HRESULT connect(HINTERNET session, struct CrackedUrl& url);
   HRESULT openRequest(const WCHAR* verb, const CrackedUrl& url);
   HRESULT readHeader();
-  HRESULT readToMemory(bool showProgress, bool knownLength);
-  HRESULT readToFile(bool showProgress, bool knownLength);
+  HRESULT fillBody(bool showProgress);
+  HRESULT readToMemory(bool showProgress, std::optional<uint64_t> length);
+  HRESULT readToFile(bool showProgress, std::optional<uint64_t> length);
 };
 
 }  // namespace qv::net
