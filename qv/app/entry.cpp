@@ -3,11 +3,13 @@
 #include "qv/app/detail/command_line.h"
 #include "qv/app/detail/entry.h"
 #include "qv/files/paths.h"
+#include "qv/frame/detail/msgbox.h"
 #include "qv/frame/errorreport.h"
 #include "qv/frame/errors.h"
 #include "qv/frame/kernel.h"
 #include "qv/frame/msgbox.h"
 #include "qv/frame/status.h"
+#include "qv/net/handoff.h"
 #include "qv/platform/win32.h"
 
 namespace qv {
@@ -36,6 +38,10 @@ const WCHAR* realCommandLine() {
 }
 void realCoUninitialize() {
   CoUninitialize();
+}
+
+void openLink(HWND window, const WCHAR* address) {
+  Internet_BrowseWebPage(window, address);
 }
 
 constexpr EntryPort kRealPort = {realCoInitialize, realCatchExceptions, QvKernel_EarlyInitialize,
@@ -89,6 +95,7 @@ int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
   port.earlyInitialize(module, 0);
   const bool speaks = SUCCEEDED(port.openLanguage(&app.language, module, 0, 0));
   if (speaks) port.setAppData(module, nullptr, job->displayName);
+  setLinkOpener(openLink);
   port.modulePath(module, app.modulePath, MAX_PATH);
   const int32_t code = runJob(*job);
   ErrorReport_Shutdown();

@@ -11,6 +11,8 @@ std::span<const Verb> linesVerbs();
 std::span<const Verb> logVerbs();
 std::span<const Verb> moduleVerbs();
 std::span<const Verb> netVerbs();
+std::span<const Verb> handoffVerbs();
+std::span<const Verb> ftpVerbs();
 std::span<const Verb> reportVerbs();
 std::span<const Verb> resourceVerbs();
 std::span<const Verb> settingsVerbs();
