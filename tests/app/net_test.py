@@ -69,6 +69,9 @@ def uploads():
     (FOLDER / "bad.txt").write_bytes(b"no form")
     code, out, err = run(f"upload {URL}/form bad.txt reel.zip\n", **DIRECT)
     check("no form", "0x80070057" in err and "--boundary" in err, err)
+    (FOLDER / "bare").write_bytes(b"x")
+    code, out, err = run(f"upload {URL}/form form.txt bare\n", **DIRECT)
+    check("no extension", "0x80070057" in err and "extension" in err, err)
 
 
 def failures():

@@ -23,11 +23,14 @@ struct Complaint {
 };
 // For statuses whose own message doesn't say what a person could do about it.
 constexpr Complaint kComplaints[] = {
+    {0x80070057, TEXT("This can't be sent; a file to upload needs an extension in its name: ")},
+    {0x8004e0ec, TEXT("Nobody answers there, or not as a trusted server would: ")},
     {0x8004e0f2, TEXT("The address must begin with http:// or https://: ")},
+    {0x8004e0f3, TEXT("No type would be accepted: ")},
     {0x8004e0f4, TEXT("The form doesn't end with the boundary that it begins with: ")},
     {0x8004e0f6, TEXT("The server was silent for too long: ")},
     {0x8004e00c, TEXT("Stopped: ")},
-    {0x80004005, TEXT("The answer broke off or made no sense: ")},
+    {0x80004005, TEXT("The address makes no sense, or the answer broke off: ")},
 };
 
 // A person reads an address over a shoulder; a password in it is nobody else's.
