@@ -2,6 +2,7 @@
 
 #include "qv/app/detail/command_line.h"
 #include "qv/app/detail/entry.h"
+#include "qv/files/detail/archive_words.h"
 #include "qv/files/paths.h"
 #include "qv/frame/detail/msgbox.h"
 #include "qv/frame/errorreport.h"
@@ -90,6 +91,7 @@ int32_t QvApp_Main(HMODULE module, const QVJOB* job) {
   if (const HRESULT status = port.coInitialize(); FAILED(status)) return status;
   ErrorReport_Initialize(1);
   port.catchExceptions();
+  files::addArchiveWords();
   app = {};
   app.module = module;
   port.earlyInitialize(module, 0);

@@ -241,10 +241,15 @@ HRESULT merge(Work& work) {
 }
 
 HRESULT makeSelfExtracting(Work& work) {
+  const WString made = work.out(4);
   const HRESULT status = work.with(work.out(2), QVARCHIVE_SELFEXTRACTING, [&] {
-    return work.archive().CreateSEA(work.out(4).c_str(), work.in(3).c_str(), 0);
+    return work.archive().CreateSEA(made.c_str(), work.in(3).c_str(), 0);
   });
-  return FAILED(status) ? status : work.done(TEXT("self-extracting"), 1);
+  if (FAILED(status)) return status;
+  CArchive2 reader;
+  const HRESULT opened = reader.Open(made.c_str(), QVARCHIVE_READ, nullptr);
+  if (FAILED(opened)) return work.session().fail(opened, made);
+  return work.done(TEXT("self-extracting bytes"), reader.GetArchiveSize());
 }
 
 HRESULT takeStubOff(Work& work) {
@@ -254,7 +259,10 @@ HRESULT takeStubOff(Work& work) {
   const HRESULT status = work.with(work.out(2), QVARCHIVE_READ, [&] {
     return work.archive().SplitSEA(folder.c_str(), QVEXTRACT_OVERWRITE);
   });
-  return FAILED(status) ? status : work.done(TEXT("self-extracting"), 0);
+  if (FAILED(status)) return status;
+  uint64_t stub = 0;
+  QvGetFileSizeByName((folder + TEXT("\\Seastub.exe")).c_str(), &stub);
+  return work.done(TEXT("stub bytes"), static_cast<int64_t>(stub));
 }
 
 struct Operation {
