@@ -15,6 +15,7 @@ Archive::~Archive() {
   free(offsets);
   if (write != read) closeFile(write);
   closeFile(read);
+  if (ownsTemporary) DeleteFileW(temporary);
 }
 
 bool seekTo(HANDLE file, uint64_t offset) {
@@ -61,8 +62,8 @@ HRESULT copyBlocks(Archive& archive, HANDLE from, uint64_t fromOffset, HANDLE to
   const Block block(kBlockBytes);
   if (block.bytes == nullptr)
     return failed(archive, QVARCHIVE_ERROR_MEMORY, TEXT("Block Copy"), kOutOfMemory);
-  seekTo(from, fromOffset);
-  seekTo(to, toOffset);
+  if (!seekTo(from, fromOffset) || !seekTo(to, toOffset))
+    return failed(archive, QVARCHIVE_ERROR_COPY, TEXT("Block Copy"), kGeneralFailure);
   while (bytes > 0) {
     const auto wanted = static_cast<uint32_t>(std::min<uint64_t>(bytes, kBlockBytes));
     uint32_t done = 0;

@@ -112,6 +112,9 @@ HRESULT copyKeptDirectory(Archive& archive) {
 }
 
 HRESULT submitDeletions(Archive& archive) {
+  if (archive.unseenEntries) {
+    return failed(archive, QVARCHIVE_ERROR_FORMAT, TEXT("SubmitDeleteList"), kBadFormat, archive.path);
+  }
   if (!hasMarks(archive)) return kOk;
   archive.output = 0;
   HRESULT status = copyKept(archive);
@@ -143,18 +146,16 @@ bool replacesItself(const Archive& archive) {
          archive.mode == QVARCHIVE_MULTIVOLUME || archive.mode == QVARCHIVE_CREATE;
 }
 
-// The temporary file in the archive's place in one step, or away when nothing changed.
+// The temporary file in the archive's place in one step; where nothing changed it goes with the object.
 HRESULT replaceArchive(Archive& archive) {
-  if (!archive.changed) {
-    DeleteFileW(archive.temporary);
-    return kNothing;
-  }
+  if (!archive.changed) return kNothing;
   const DWORD attributes = GetFileAttributesW(archive.path);
   SetFileAttributesW(archive.path, FILE_ATTRIBUTE_NORMAL);
   if (!MoveFileExW(archive.temporary, archive.path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
     if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(archive.path, attributes);
     return kWriteFailed;
   }
+  archive.ownsTemporary = false;
   deleteJoinedVolumes(archive);
   return kOk;
 }
@@ -209,6 +210,7 @@ HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step) {
   if (archive.write == INVALID_HANDLE_VALUE) {
     return failed(archive, QVARCHIVE_ERROR_CREATE, step, kCannotCreateFile, archive.temporary);
   }
+  archive.ownsTemporary = true;
   if (archive.prefix == 0) return kOk;
   reportStatus(archive, QVARCHIVE_STATUS_COPYING);
   const HRESULT status = copyBlocks(archive, archive.read, 0, archive.write, 0, archive.prefix);
@@ -218,7 +220,10 @@ HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step) {
 
 // An archive that is there stays until Close has the new one.
 HRESULT openToCreate(Archive& archive) {
-  if (QvDoesFileExist(archive.path, 0) && isReplaceable(archive.path)) {
+  if (QvDoesFileExist(archive.path, 0)) {
+    if (!isReplaceable(archive.path)) {
+      return failed(archive, QVARCHIVE_ERROR_CREATE, TEXT("open write"), kCannotCreateFile, archive.path);
+    }
     const HRESULT status = createTemporary(archive, GENERIC_READ | GENERIC_WRITE, TEXT("open write"));
     if (FAILED(status)) return status;
     archive.read = archive.write;
@@ -280,12 +285,15 @@ HRESULT CArchive2::DeleteEntryFromArchive(const WCHAR* name, uint32_t flags) {
   Pattern pattern;
   HRESULT status = checkForWildcards(*archive_, name, &pattern);
   if (FAILED(status)) return status;
+  uint32_t seen = 0;
   status = forEachEntry(*archive_, [&](const CentralEntry& entry, int32_t index) {
+    ++seen;
     const bool matched = matches(pattern, entry.name);
     const HRESULT marked = markEntry(*archive_, index, matched);
     if (FAILED(marked)) return marked;
     return matched && pattern.kind == Pattern::Exact ? kNothing : kOk;
   });
+  if (status == kOk && seen < archive_->end.entries) archive_->unseenEntries = true;
   return FAILED(status) ? status : kOk;
 }
 
@@ -296,6 +304,7 @@ int32_t CArchive2::IsDeleteRequested() {
 void CArchive2::AbortDeletionProcess() {
   if (archive_ != nullptr && archive_->mode == QVARCHIVE_DELETE) {
     QvList_DeleteList(archive_->entries, 0, markCount(*archive_), 0);
+    archive_->unseenEntries = false;
   }
 }
 

@@ -34,6 +34,7 @@ struct Archive {
   WCHAR third[kNameCapacity] = {};
   int64_t scan = -1;  // of the present entry, from the end of the prefix
   WCHAR path[kNameCapacity] = {};
+  bool ownsTemporary = false;  // made here, and not yet in the archive's place
   WCHAR temporary[kNameCapacity] = {};
   uint32_t extractFlags = 0, addFlags = 0, deleteFlags = 0;
   uint64_t prefix = 0;
@@ -41,6 +42,7 @@ struct Archive {
   uint32_t count = 0;
   bool overwriteForAll = false, readOnlyForAll = false;
   bool changed = false;
+  bool unseenEntries = false;  // a search for what to delete ended before the end record's count
   uint64_t totalOriginal = 0;  // once it was asked for
   WCHAR fileSystem[128] = {};
   uint32_t joinedVolumes = 0;  // volumes that Close deletes once the joined archive stands
@@ -50,6 +52,8 @@ struct Archive {
 
   Archive();
   ~Archive();
+  Archive(const Archive&) = delete;
+  Archive& operator=(const Archive&) = delete;
 };
 
 // ---- Reports (archive_progress.cpp). All take an archive without a progress object.

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 
+#include "qv/platform/detail/file_seam.h"
 #include "qv/platform/files.h"
 #include "qv/platform/linux/attributes.h"
 #include "qv/platform/linux/copy.h"
@@ -130,6 +131,7 @@ BOOL DeleteFileW(LPCWSTR path) {
   if (!readItself(path, &native, &entry)) return FALSE;
   if (standsForFolder(entry) || isReadOnlyFile(entry)) return fail(ERROR_ACCESS_DENIED);
   if (!openFiles().allowsDeleting(idOf(entry))) return fail(ERROR_SHARING_VIOLATION);
+  if (fileOperationFails()) return errno = EIO, failOn({});
   return unlink(native.c_str()) == 0 || failOn(native);
 }
 
@@ -145,6 +147,7 @@ BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
     if (readEntry(AT_FDCWD, target.c_str(), &targetEntry)) {
       if (DWORD refusal = refusalToReplace(sourceEntry, targetEntry, flags)) return fail(refusal);
     }
+    if (fileOperationFails(true)) return fail(ERROR_DISK_FULL);
     if (renameTo(source, target, replace)) {
       noteKept(target);
       return TRUE;

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 
+#include "qv/platform/detail/file_seam.h"
 #include "qv/platform/linux/attributes.h"
 #include "qv/platform/linux/clock.h"
 #include "qv/platform/linux/descriptor.h"
@@ -174,6 +175,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*
     return INVALID_HANDLE_VALUE;
   }
   if (request.path.back() == '/') return failWith(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
+  if (fileOperationFails()) return failWith(ERROR_TOO_MANY_OPEN_FILES, INVALID_HANDLE_VALUE);
   auto file = openFile(request);
   return file ? openHandle(std::move(file)) : INVALID_HANDLE_VALUE;
 }
@@ -183,6 +185,7 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, DWORD* read, OVERLAPPED
   auto file = objectOf<File>(handle);
   if (!file) return FALSE;
   if (!file->mayRead()) return fail(ERROR_ACCESS_DENIED);
+  if (fileOperationFails()) return errno = EIO, failOn({});
   mode_t kind = file->kind();
   auto once = [&](DWORD done, DWORD left) {
     if (done > 0 && kind != S_IFREG) return ssize_t{0};
@@ -202,6 +205,7 @@ BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD bytes, DWORD* written, OVERL
   *written = 0;
   auto file = writable(handle);
   if (!file) return FALSE;
+  if (fileOperationFails(true)) return fail(ERROR_DISK_FULL);
   PipeSignalBlock block(file->kind() != S_IFREG);
   bool ok = transferAll(bytes, written, [&](DWORD done, DWORD left) {
     return write(file->descriptor(), static_cast<const char*>(buffer) + done, left);
@@ -233,6 +237,7 @@ BOOL SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* posi
   auto file = objectOf<File>(handle);
   if (!file) return FALSE;
   if (method > FILE_END) return fail(ERROR_INVALID_PARAMETER);
+  if (fileOperationFails()) return errno = EIO, failOn({});
   off_t moved = lseek(file->descriptor(), distance.QuadPart, static_cast<int>(method));
   if (moved < 0) return errno == EINVAL ? fail(ERROR_NEGATIVE_SEEK) : failOn({});
   if (position) position->QuadPart = moved;
@@ -266,6 +271,7 @@ BOOL SetEndOfFile(HANDLE handle) {
 BOOL FlushFileBuffers(HANDLE handle) {
   auto file = writable(handle);
   if (!file) return FALSE;
+  if (fileOperationFails(true)) return fail(ERROR_DISK_FULL);
   // EINVAL: a pipe or a terminal, which keeps nothing back.
   return fdatasync(file->descriptor()) == 0 || errno == EINVAL || failOn({});
 }
