@@ -45,9 +45,10 @@ int main() {
   int32_t count = 0;
   WCHAR** arguments = qv::splitCommandLine(GetCommandLineW(), count);
   Wishes wishes;
-  if (count == 2 && Text(arguments[1]) == TEXT("--help")) return help(), kDone;
-  if (!readWishes(arguments, count, wishes)) return help(), kWrongUse;
+  const bool asksForHelp = count == 2 && Text(arguments[1]) == TEXT("--help");
+  const bool understood = !asksForHelp && readWishes(arguments, count, wishes);
   GlobalFree(arguments);
+  if (!understood) return help(), asksForHelp ? kDone : kWrongUse;
   WCHAR path[kPathRoom] = {};
   GetModuleFileNameW(nullptr, path, kPathRoom);
   return serve(path, wishes);
