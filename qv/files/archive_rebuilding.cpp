@@ -274,6 +274,7 @@ HRESULT CArchive2::Close() {
   }
   const bool replaces = archive.temporary[0] != 0 && replacesItself(archive);
   if (SUCCEEDED(status) && replaces) status = replaceArchive(archive);
+  if (FAILED(status)) archive.ownsTemporary = false;  // what was made so far is the user's to look at
   delete archive_;
   archive_ = nullptr;
   return status;
