@@ -19,6 +19,7 @@ namespace {
 using Text = std::basic_string<WCHAR>;
 
 constexpr uint32_t kDeflateBytes = 264777;
+static_assert(kDeflateBytes <= kOutputBytes);
 
 WrittenEntry* writtenEntry(const Archive& archive, int32_t index) {
   return static_cast<WrittenEntry* const*>(archive.entries->data)[index];
@@ -94,8 +95,9 @@ bool readBlock(HANDLE file, void* block, uint64_t left, uint32_t* bytes) {
 HRESULT addStored(Archive& archive, HANDLE source, WrittenEntry& entry) {
   constexpr const WCHAR* kStep = TEXT("NoCompressFile");
   reportStatus(archive, QVARCHIVE_STATUS_ADDING, entry.name);
-  const Block block(kBlockBytes);
-  if (block.bytes == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  WorkBlocks* const blocks = workBlocks(archive);
+  if (blocks == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  const Block& block = blocks->input;
   EntryHead& head = entry.header.head;
   for (uint64_t left = entry.header.originalSize; left > 0;) {
     uint32_t bytes = 0;
@@ -133,11 +135,12 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
   constexpr const WCHAR* kStep = TEXT("CompressZipFile");
   reportStatus(archive, QVARCHIVE_STATUS_ADDING, entry.name);
   if (entry.header.originalSize == 0) return kOk;
-  const Block input(kBlockBytes), output(kDeflateBytes);
+  WorkBlocks* const blocks = workBlocks(archive);
   Deflate deflater(archive.level);
-  if (input.bytes == nullptr || output.bytes == nullptr || !deflater.good()) {
+  if (blocks == nullptr || !deflater.good()) {
     return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
   }
+  const Block& input = blocks->input;
   z_stream& z = deflater.stream;
   int result = Z_OK;
   for (uint64_t left = entry.header.originalSize; left > 0;) {
@@ -152,7 +155,8 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
     z.next_in = input.bytes;
     z.avail_in = bytes;
     const int flush = left > 0 ? Z_NO_FLUSH : Z_FINISH;
-    if (!pump(archive, z, flush, output, entry, &result) || (result != Z_OK && result != Z_STREAM_END)) {
+    if (!pump(archive, z, flush, blocks->output, entry, &result) ||
+        (result != Z_OK && result != Z_STREAM_END)) {
       return failed(archive, QVARCHIVE_ERROR_WRITE, kStep, kWriteFailed);
     }
   }

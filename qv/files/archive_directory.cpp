@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <new>
 
 #include "qv/files/detail/archive.h"
 
@@ -68,12 +69,33 @@ HRESULT findEndRecord(HANDLE file, uint64_t size, uint64_t* place) {
   }
 }
 
-// One text of an entry, cut to its room in memory.
-bool readEntryText(Archive& archive, uint32_t length, WCHAR (&text)[kNameCapacity]) {
+// Bytes of the directory, through the window; `place` is a place in the file. Small pieces only.
+bool readDirectory(Archive& archive, uint64_t place, void* to, uint32_t bytes) {
+  if (!archive.window) archive.window.reset(new (std::nothrow) DirectoryWindow);
+  DirectoryWindow* const window = archive.window.get();
+  if (window == nullptr || window->block.bytes == nullptr) return readAt(archive.read, place, to, bytes);
+  const auto holds = [&] {
+    return place >= window->start && place - window->start <= window->filled &&
+           bytes <= window->filled - (place - window->start);
+  };
+  if (!holds()) {
+    window->start = place;
+    window->filled = 0;
+    if (!seekTo(archive.read, place) ||
+        !readSome(archive.read, window->block.bytes, DirectoryWindow::kBytes, &window->filled) || !holds()) {
+      return false;
+    }
+  }
+  memcpy(to, window->block.bytes + (place - window->start), bytes);
+  return true;
+}
+
+// One text of an entry, cut to its room in memory; `place` goes on behind it.
+bool readEntryText(Archive& archive, uint64_t& place, uint32_t length, WCHAR (&text)[kNameCapacity]) {
   WCHAR whole[kTextLimit];
-  uint32_t done = 0;
   const auto bytes = static_cast<uint32_t>(length * sizeof(WCHAR));
-  if (length >= kTextLimit || !readSome(archive.read, whole, bytes, &done) || done != bytes) return false;
+  if (length >= kTextLimit || !readDirectory(archive, place, whole, bytes)) return false;
+  place += bytes;
   const uint32_t kept = std::min<uint32_t>(length, kNameCapacity - 1);
   std::copy_n(whole, kept, text);
   text[kept] = 0;
@@ -84,12 +106,13 @@ bool readEntryText(Archive& archive, uint32_t length, WCHAR (&text)[kNameCapacit
 bool readEntryAt(Archive& archive, uint64_t place, CentralEntry* entry) {
   *entry = {};
   CentralHeader& header = entry->header;
-  if (!readAt(archive.read, place, &header, sizeof header)) return false;
+  if (!readDirectory(archive, place, &header, sizeof header)) return false;
   if (header.signature != kCentralSignature || header.nameLength == 0) return false;
-  if (!readEntryText(archive, header.nameLength, entry->name)) return false;
+  uint64_t text = place + sizeof header;
+  if (!readEntryText(archive, text, header.nameLength, entry->name)) return false;
   if (header.thirdLength == 0) return true;
-  return readEntryText(archive, header.thirdLength, entry->third) &&
-         readEntryText(archive, header.secondLength, entry->second);
+  return readEntryText(archive, text, header.thirdLength, entry->third) &&
+         readEntryText(archive, text, header.secondLength, entry->second);
 }
 
 uint64_t entryBytes(const CentralHeader& header) {
@@ -118,6 +141,7 @@ HRESULT mapEntries(Archive& archive) {
 
 HRESULT loadEndRecord(Archive& archive, HANDLE file) {
   archive.end = {};
+  archive.window.reset();
   archive.comment[0] = archive.baseName[0] = archive.third[0] = 0;
   archive.read = file;
   const int64_t size = sizeOf(file);
@@ -159,7 +183,8 @@ HRESULT nextEntry(Archive& archive, CentralEntry* entry) {
     return failed(archive, QVARCHIVE_ERROR_CLOSED, kStep, kGeneralFailure);
   }
   CentralHeader present;
-  if (!readAt(archive.read, archive.prefix + static_cast<uint64_t>(archive.scan), &present, sizeof present) ||
+  if (!readDirectory(archive, archive.prefix + static_cast<uint64_t>(archive.scan), &present,
+                     sizeof present) ||
       present.signature != kCentralSignature) {
     return failed(archive, QVARCHIVE_ERROR_FORMAT, kStep, kNoArchive);
   }

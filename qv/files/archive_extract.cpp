@@ -18,8 +18,6 @@ namespace {
 
 using Text = std::basic_string<WCHAR>;
 
-constexpr uint32_t kInputBytes = kBlockBytes + 4;
-constexpr uint32_t kOutputBytes = 288358;
 // What a file is given of a stranger's attributes.
 constexpr DWORD kOrdinaryAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
@@ -69,8 +67,9 @@ class Target {
 
 HRESULT extractStored(Archive& archive, const CentralEntry& entry, StoredData& data, const WCHAR* path) {
   constexpr const WCHAR* kStep = TEXT("ExtractInternalNoCompression");
-  const Block block(kBlockBytes);
-  if (block.bytes == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  WorkBlocks* const blocks = workBlocks(archive);
+  if (blocks == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  const Block& block = blocks->input;
   Target target(archive, entry, path);
   if (!target.good()) return failed(archive, QVARCHIVE_ERROR_CREATE, kStep, kCannotCreateFile, path);
   reportStatus(archive, QVARCHIVE_STATUS_EXTRACTING, entry.name);
@@ -90,10 +89,12 @@ HRESULT extractStored(Archive& archive, const CentralEntry& entry, StoredData& d
 }
 
 // Inflates to the stream's end; *crc is that of the stored bytes.
-HRESULT inflateInto(const CentralEntry& entry, StoredData& data, Target& target, uint32_t* crc) {
-  const Block input(kInputBytes), output(kOutputBytes);
+HRESULT inflateInto(Archive& archive, const CentralEntry& entry, StoredData& data, Target& target,
+                    uint32_t* crc) {
+  WorkBlocks* const blocks = workBlocks(archive);
   Inflate inflater;
-  if (input.bytes == nullptr || output.bytes == nullptr || !inflater.good()) return kOutOfMemory;
+  if (blocks == nullptr || !inflater.good()) return kOutOfMemory;
+  const Block &input = blocks->input, &output = blocks->output;
   z_stream& z = inflater.stream;
   uint64_t stored = entry.header.storedSize;
   for (int result = Z_OK; result != Z_STREAM_END;) {
@@ -132,7 +133,7 @@ HRESULT extractDeflated(Archive& archive, const CentralEntry& entry, StoredData&
   reportStatus(archive, QVARCHIVE_STATUS_EXTRACTING, entry.name);
   uint32_t crc = 0;
   HRESULT status = kOk;
-  if (entry.header.storedSize > 0) status = inflateInto(entry, data, target, &crc);
+  if (entry.header.storedSize > 0) status = inflateInto(archive, entry, data, target, &crc);
   if (status == kWriteFailed) return failed(archive, QVARCHIVE_ERROR_WRITE, kStep, status, path);
   if (status == kReadFailed) return failed(archive, QVARCHIVE_ERROR_READ, kStep, status, path);
   if (FAILED(status)) return status;

@@ -2,6 +2,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <new>
 
 #include "qv/files/detail/archive.h"
 #include "qv/files/detail/name_set.h"
@@ -57,17 +58,24 @@ Block::~Block() {
   free(bytes);
 }
 
+WorkBlocks* workBlocks(Archive& archive) {
+  if (!archive.blocks) archive.blocks.reset(new (std::nothrow) WorkBlocks);
+  const bool whole = archive.blocks && archive.blocks->input.bytes && archive.blocks->output.bytes;
+  if (!whole) archive.blocks.reset();
+  return archive.blocks.get();
+}
+
 HRESULT copyBlocks(Archive& archive, HANDLE from, uint64_t fromOffset, HANDLE to, uint64_t toOffset,
                    uint64_t bytes) {
-  const Block block(kBlockBytes);
-  if (block.bytes == nullptr)
-    return failed(archive, QVARCHIVE_ERROR_MEMORY, TEXT("Block Copy"), kOutOfMemory);
+  WorkBlocks* const blocks = workBlocks(archive);
+  if (blocks == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, TEXT("Block Copy"), kOutOfMemory);
+  uint8_t* const block = blocks->input.bytes;
   if (!seekTo(from, fromOffset) || !seekTo(to, toOffset))
     return failed(archive, QVARCHIVE_ERROR_COPY, TEXT("Block Copy"), kGeneralFailure);
   while (bytes > 0) {
     const auto wanted = static_cast<uint32_t>(std::min<uint64_t>(bytes, kBlockBytes));
     uint32_t done = 0;
-    if (!readSome(from, block.bytes, wanted, &done) || done != wanted || !writeAll(to, block.bytes, wanted)) {
+    if (!readSome(from, block, wanted, &done) || done != wanted || !writeAll(to, block, wanted)) {
       return failed(archive, QVARCHIVE_ERROR_COPY, TEXT("Block Copy"), kGeneralFailure);
     }
     bytes -= wanted;

@@ -112,8 +112,9 @@ HRESULT checkVolumes(Archive& archive, const WCHAR* step) {
 HRESULT validate(Archive& archive, const CentralEntry& entry) {
   constexpr const WCHAR* kStep = TEXT("ValidateEntryData");
   reportStatus(archive, QVARCHIVE_STATUS_VALIDATING, entry.name);
-  const Block block(kBlockBytes);
-  if (block.bytes == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  WorkBlocks* const blocks = workBlocks(archive);
+  if (blocks == nullptr) return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
+  const Block& block = blocks->input;
   const uint64_t offset = dataOffset(entry.header);
   if (offset > archive.end.centralOffset || !seekTo(archive.read, archive.prefix + offset)) {
     return failed(archive, QVARCHIVE_ERROR_READ, kStep, kReadFailed);

@@ -19,6 +19,30 @@ inline constexpr HRESULT kTooShort = static_cast<HRESULT>(0x8004e03cu);
 inline constexpr HRESULT kNoArchive = static_cast<HRESULT>(0x8004e0b0u);
 inline constexpr HRESULT kNoSpace = static_cast<HRESULT>(0x8004e0c8u);
 
+// A block of file work; null without memory.
+struct Block {
+  explicit Block(size_t size);
+  ~Block();
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
+  uint8_t* bytes;
+};
+
+// What goes in and what comes out while an entry is added or extracted. Obtained once: a pair for each of
+// many small files would cost more than the files.
+inline constexpr uint32_t kOutputBytes = 288358;
+struct WorkBlocks {
+  Block input{kBlockBytes}, output{kOutputBytes};
+};
+
+// A stretch of the directory, so that a walk doesn't go to the system for every text of every entry.
+struct DirectoryWindow {
+  static constexpr uint32_t kBytes = 64 * 1024;
+  Block block{kBytes};
+  uint64_t start = 0;
+  uint32_t filled = 0;
+};
+
 struct Archive {
   HANDLE read = INVALID_HANDLE_VALUE;
   HANDLE write = INVALID_HANDLE_VALUE;  // may be the same file
@@ -47,8 +71,10 @@ struct Archive {
   WCHAR fileSystem[128] = {};
   uint32_t joinedVolumes = 0;  // volumes that Close deletes once the joined archive stands
   WCHAR joinedName[kNameCapacity] = {};
-  std::unique_ptr<NameSet> oldNames;  // of an archive that is added to, once one was asked for
-  uint64_t* offsets = nullptr;        // of every central entry in the file, once one was looked up by index
+  std::unique_ptr<NameSet> oldNames;   // of an archive that is added to, once one was asked for
+  uint64_t* offsets = nullptr;         // of every central entry in the file, once one was looked up by index
+  std::unique_ptr<WorkBlocks> blocks;  // once an entry was worked on
+  std::unique_ptr<DirectoryWindow> window;  // once the directory was read
 
   Archive();
   ~Archive();
@@ -80,14 +106,8 @@ bool writeAll(HANDLE file, const void* buffer, uint32_t bytes);
 int64_t sizeOf(HANDLE file);
 void closeFile(HANDLE& file);
 
-// A block of file work; null without memory.
-struct Block {
-  explicit Block(size_t size);
-  ~Block();
-  Block(const Block&) = delete;
-  Block& operator=(const Block&) = delete;
-  uint8_t* bytes;
-};
+// The archive's two blocks; null without memory.
+WorkBlocks* workBlocks(Archive& archive);
 
 // Copies bytes between two files, a block at a time, with progress. kCancelled, kOutOfMemory, kGeneralFailure
 // for a read or write that came short (reported as "Block Copy"), or kOk.
