@@ -6,9 +6,7 @@
 #include <vector>
 
 #include "qv/core/printf.h"
-#include "qv/files/files.h"
 #include "qv/net/detail/ftp_work.h"
-#include "qv/platform/files.h"
 
 namespace qv::net {
 namespace {
@@ -36,41 +34,17 @@ class RemoteFile {
   HINTERNET handle_;
 };
 
-class LocalFile {
- public:
-  LocalFile(const Text& name, DWORD access, DWORD share, DWORD disposition)
-      : handle_(CreateFileW(name.c_str(), access, share, nullptr, disposition, FILE_FLAG_SEQUENTIAL_SCAN,
-                            nullptr)) {}
-  ~LocalFile() { close(); }
-  LocalFile(const LocalFile&) = delete;
-  LocalFile& operator=(const LocalFile&) = delete;
-  explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE; }
-  HANDLE get() const { return handle_; }
-  void close() {
-    const HANDLE handle = std::exchange(handle_, INVALID_HANDLE_VALUE);
-    if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
-  }
-
- private:
-  HANDLE handle_;
-};
-
-bool writeAll(HANDLE file, const uint8_t* bytes, uint32_t size) {
-  while (size > 0) {
-    DWORD done = 0;
-    if (!WriteFile(file, bytes, size, &done, nullptr) || done == 0) return false;
-    bytes += done;
-    size -= done;
-  }
-  return true;
-}
-
 // 0 when the server doesn't say.
 uint64_t sizeOf(HINTERNET remote) {
   DWORD high = 0;
   const DWORD low = FtpGetFileSize(remote, &high);
   if (high == 0 && low >= 0xfffffffeu) return 0;
   return uint64_t{high} << 32 | low;
+}
+
+// Why a listing ends that has nothing more, or nothing at all. (Wine says nothing then.)
+bool isEndOfListing(DWORD error) {
+  return error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || error == ERROR_SUCCESS;
 }
 
 bool add(tQVLIST* list, const WCHAR* name, uint64_t size) {
@@ -152,21 +126,20 @@ HRESULT FtpWork::putFile() {
   RemoteFile remote(FtpOpenFileW(connection(), arguments.second.c_str(), GENERIC_WRITE,
                                  INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_CACHE_WRITE | transferFlags(), 0));
   if (!remote) return kCannotOpenFile;
-  const LocalFile local(arguments.first, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-  if (!local) return kCannotOpenFile;
-  const HRESULT status = sendFile(local.get(), remote.get());
+  const LocalFile local = LocalFile::toRead(arguments.first.c_str());
+  if (!local.isOpen()) return kCannotOpenFile;
+  const HRESULT status = sendFile(local, remote.get());
   // The server says at the end whether it has all of it.
   const bool stored = remote.close();
   return status == kOk && !stored ? kWriteFailed : status;
 }
 
-HRESULT FtpWork::sendFile(HANDLE local, HINTERNET remote) {
-  LARGE_INTEGER size = {};
-  if (GetFileSizeEx(local, &size)) client.SetTotalBytesToTransfer(size.QuadPart);
+HRESULT FtpWork::sendFile(const LocalFile& local, HINTERNET remote) {
+  if (const int64_t size = local.size(); size >= 0) client.SetTotalBytesToTransfer(size);
   std::vector<uint8_t> block(kBlock);
   for (;;) {
     DWORD filled = 0;
-    if (!QvReadFile(local, block.data(), kBlock, &filled, nullptr)) return kReadFailed;
+    if (!local.read(block.data(), kBlock, &filled)) return kReadFailed;
     if (filled == 0) return kOk;
     for (DWORD at = 0, done = 0; at < filled; at += done) {
       if (isCancelled()) return kCancelled;
@@ -199,17 +172,17 @@ HRESULT FtpWork::getPartialFile() {
 
 // The local file goes again unless all of something has arrived.
 HRESULT FtpWork::receive(HINTERNET remote, bool knowsTotal) {
-  LocalFile local(arguments.first, GENERIC_WRITE, 0, CREATE_ALWAYS);
-  if (!local) return kCannotCreateFile;
+  LocalFile local = LocalFile::toWrite(arguments.first.c_str());
+  if (!local.isOpen()) return kCannotCreateFile;
   client.SetTotalBytesToTransfer(knowsTotal ? static_cast<int64_t>(sizeOf(remote)) : 0);
-  const HRESULT status = receiveInto(remote, local.get());
+  const HRESULT status = receiveInto(remote, local);
   local.close();
   if (status != kOk || isCancelled() || client.GetBytesTransferred() == 0)
     DeleteFileW(arguments.first.c_str());
   return status;
 }
 
-HRESULT FtpWork::receiveInto(HINTERNET remote, HANDLE local) {
+HRESULT FtpWork::receiveInto(HINTERNET remote, const LocalFile& local) {
   std::vector<uint8_t> block(kBlock);
   uint32_t filled = 0;
   for (DWORD done = 1; done > 0;) {
@@ -218,7 +191,8 @@ HRESULT FtpWork::receiveInto(HINTERNET remote, HANDLE local) {
     if (done > 0) client.TransferProgressUpdate(done);
     filled += done;
     if (done > 0 && kBlock - filled >= kChunk) continue;
-    if (!writeAll(local, block.data(), filled)) return kWriteFailed;
+    DWORD left = 0;
+    if (!local.write(block.data(), filled, left)) return kWriteFailed;
     filled = 0;
   }
   return kOk;
@@ -243,11 +217,12 @@ HRESULT FtpWork::enumDirectory() {
   WIN32_FIND_DATAW found = {};
   const RemoteFile find(
       FtpFindFirstFileW(connection(), arguments.second.c_str(), &found, INTERNET_FLAG_RELOAD, 0));
-  for (BOOL more = find ? TRUE : FALSE; more && !isCancelled();
-       more = InternetFindNextFileW(find.get(), &found)) {
+  for (BOOL more = find ? TRUE : FALSE; more; more = InternetFindNextFileW(find.get(), &found)) {
+    if (isCancelled()) return kCancelled;
     const uint64_t size = uint64_t{found.nFileSizeHigh} << 32 | found.nFileSizeLow;
     if (!add(list.get(), found.cFileName, size)) return kOutOfMemory;
   }
+  if (!isEndOfListing(GetLastError())) return kReadFailed;
   client.list_ = list.release();
   return kOk;
 }

@@ -4,11 +4,10 @@
 #include <span>
 #include <string_view>
 
-#include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/net/detail/http_work.h"
+#include "qv/net/detail/local_file.h"
 #include "qv/platform/content_types.h"
-#include "qv/platform/files.h"
 #include "qv/platform/text.h"
 
 namespace qv::net {
@@ -79,27 +78,6 @@ std::string quoted(std::string_view text) {
   return out;
 }
 
-class InputFile {
- public:
-  explicit InputFile(const WCHAR* name)
-      : file_(CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                          FILE_FLAG_SEQUENTIAL_SCAN, nullptr)) {}
-  ~InputFile() {
-    if (isOpen()) CloseHandle(file_);
-  }
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
-  bool isOpen() const { return file_ != INVALID_HANDLE_VALUE; }
-  HANDLE get() const { return file_; }
-  int64_t size() const {
-    LARGE_INTEGER size = {};
-    return GetFileSizeEx(file_, &size) ? size.QuadPart : -1;
-  }
-
- private:
-  const HANDLE file_;
-};
-
 // The pieces of one upload.
 class FormSender {
  public:
@@ -123,7 +101,7 @@ class FormSender {
   WCHAR type_[kTypeCapacity] = {};
   size_t closing_ = 0;
   uint64_t fileBytes_ = 0;  // still to be sent
-  InputFile file_{work_.arguments.uploadFile.c_str()};
+  LocalFile file_ = LocalFile::toRead(work_.arguments.uploadFile.c_str());
 };
 
 HRESULT FormSender::makePartHeader() {
@@ -217,7 +195,7 @@ HRESULT FormSender::sendFile() {
   while (fileBytes_ > 0) {
     DWORD bytes = 0;
     const auto wanted = static_cast<DWORD>(std::min<uint64_t>(fileBytes_, kFileBlock));
-    if (!QvReadFile(file_.get(), block.data(), wanted, &bytes, nullptr) || bytes == 0) {
+    if (!file_.read(block.data(), wanted, &bytes) || bytes == 0) {
       QV_NET_LOG(LOGFLAG_ERRORS, TEXT("ReadFile failed - buffer size %d GLE=%d."), kFileBlock,
                  GetLastError());
       return kReadFailed;

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "qv/net/detail/http_work.h"
-#include "qv/platform/files.h"
+#include "qv/net/detail/local_file.h"
 
 namespace qv::net {
 
@@ -380,36 +380,28 @@ namespace {
 // A file that goes again unless it is kept.
 class ResponseFile {
  public:
-  explicit ResponseFile(const WCHAR* name)
-      : name_(name),
-        file_(CreateFileW(name, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {}
+  explicit ResponseFile(const WCHAR* name) : name_(name), file_(LocalFile::toWrite(name)) {}
   ~ResponseFile() {
-    if (!isOpen()) return;
-    CloseHandle(file_);
-    if (!kept_) DeleteFileW(name_);
+    if (!isOpen() || kept_) return;
+    file_.close();
+    DeleteFileW(name_);
   }
   ResponseFile(const ResponseFile&) = delete;
   ResponseFile& operator=(const ResponseFile&) = delete;
 
-  bool isOpen() const { return file_ != INVALID_HANDLE_VALUE; }
+  bool isOpen() const { return file_.isOpen(); }
   void keep() { kept_ = true; }
   HRESULT write(const uint8_t* bytes, uint32_t size) {
-    while (size > 0) {
-      DWORD done = 0;
-      if (!WriteFile(file_, bytes, size, &done, nullptr) || done == 0) {
-        QV_NET_LOG(LOGFLAG_ERRORS, TEXT("WriteFile failed - tried to write %d bytes - GLE=%d"), size,
-                   GetLastError());
-        return kWriteFailed;
-      }
-      bytes += done;
-      size -= done;
-    }
-    return kOk;
+    DWORD left = 0;
+    if (file_.write(bytes, size, left)) return kOk;
+    QV_NET_LOG(LOGFLAG_ERRORS, TEXT("WriteFile failed - tried to write %d bytes - GLE=%d"), left,
+               GetLastError());
+    return kWriteFailed;
   }
 
  private:
   const WCHAR* const name_;
-  const HANDLE file_;
+  LocalFile file_;
   bool kept_ = false;
 };
 

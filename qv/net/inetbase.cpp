@@ -1,6 +1,5 @@
 #include "qv/net/inetbase.h"
 
-#include <algorithm>
 #include <new>
 #include <string>
 

@@ -118,8 +118,6 @@ class QV_API CQvInetBase {
   }
   bool isBusy() const { return busy_ != 0; }
   bool isCancelled() const { return cancel_.load(std::memory_order_relaxed) != 0; }
-  uint64_t resultData() const { return resultData_; }
-  void clearResultData() { resultData_ = 0; }
 
  private:
   friend struct qv::net::Worker;

@@ -2,7 +2,7 @@
 
 User "me", password "secret". Below the root stand:
 
-    small.txt, big.bin (5 GiB of nothing, sparse), folder/ (three files), sub folder/, cuts (ends a byte too soon)
+    small.txt, big.bin (5 GiB of nothing, sparse), folder/ (three files), sub folder/, cuts (ends a byte too soon), refuses/ (to be listed)
 
 "SITE REPF name first second" sends that stretch of a file: the bytes from first on, second of them. The file
 "/control/logins" says how often somebody has connected. A second server names a data address of another host.
@@ -35,6 +35,18 @@ class Handler(FTPHandler):
 
     def on_connect(self):
         type(self).logins += 1
+
+    def ftp_MLSD(self, path):
+        self.list_unless_refused(path, super().ftp_MLSD)
+
+    def ftp_LIST(self, path):
+        self.list_unless_refused(path, super().ftp_LIST)
+
+    def list_unless_refused(self, path, listing):
+        if "refuses" in (os.path.basename(path), os.path.basename(self.fs.cwd)):
+            self.respond("550 Not for you.")
+        else:
+            listing(path)
 
     def ftp_SIZE(self, path):
         if os.path.basename(path) == "cuts":
@@ -73,7 +85,7 @@ class Liar(Handler):
 
 
 def fill(root):
-    for folder in ("folder", "sub folder", "control"):
+    for folder in ("folder", "sub folder", "control", "refuses"):
         os.makedirs(os.path.join(root, folder), exist_ok=True)
     contents = {"small.txt": SMALL, "folder/a.wav": b"a", "folder/b.wav": b"bb", "folder/c.txt": b"",
                 "control/logins": b"0", "cuts": os.urandom(3 << 20)}

@@ -115,6 +115,7 @@ TEST(Ftp, ListsFolders) {
   EXPECT_TRUE(client.hasList);
   EXPECT_EQ(client.listing, Listing());
   EXPECT_EQ(client.list(TEXT("/nowhere"), TEXT("*")), kCannotOpen);
+  EXPECT_EQ(client.list(TEXT("/refuses"), TEXT("*")), kReadFailed);
   EXPECT_FALSE(client.hasList);
   ASSERT_EQ(client.list(TEXT("/sub folder"), TEXT("*")), 0);
   EXPECT_EQ(client.listing, Listing());

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "qv/net/detail/commands.h"
+#include "qv/net/detail/local_file.h"
 #include "qv/net/detail/request_text.h"
 #include "qv/net/inetftp.h"
 
@@ -35,11 +36,11 @@ struct FtpWork {
   DWORD transferFlags() const;
 
   HRESULT putFile();
-  HRESULT sendFile(HANDLE local, HINTERNET remote);
+  HRESULT sendFile(const LocalFile& local, HINTERNET remote);
   HRESULT getFile();
   HRESULT getPartialFile();
   HRESULT receive(HINTERNET remote, bool knowsTotal);
-  HRESULT receiveInto(HINTERNET remote, HANDLE local);
+  HRESULT receiveInto(HINTERNET remote, const LocalFile& local);
   HRESULT getFileSize();
   HRESULT enumDirectory();
 };

@@ -31,19 +31,6 @@ std::string urlPath(std::string_view path) {
   return url;
 }
 
-class CommandList {
- public:
-  CommandList() = default;
-  ~CommandList() { curl_slist_free_all(list_); }
-  CommandList(const CommandList&) = delete;
-  CommandList& operator=(const CommandList&) = delete;
-  void add(const std::string& command) { list_ = curl_slist_append(list_, command.c_str()); }
-  curl_slist* get() const { return list_; }
-
- private:
-  curl_slist* list_ = nullptr;
-};
-
 // A transfer on a connection's channel. Its reply lines say when the server has begun to send or to take
 // data.
 class FtpTransfer {
@@ -51,7 +38,7 @@ class FtpTransfer {
   // `path` from the server's root on; one that ends in a slash is a folder's, whose listing is what is read.
   FtpTransfer(const Host& host, ChannelPool& channels, const std::string& path, bool text)
       : transfer_(channels) {
-    const std::string url = "ftp://" + host.name + ":" + std::to_string(host.port) + "/" + urlPath(path);
+    const std::string url = addressOf(host, "ftp") + "/" + urlPath(path);
     set(CURLOPT_URL, url.c_str());
     set(CURLOPT_PROTOCOLS_STR, "ftp");
     set(CURLOPT_FTP_FILEMETHOD, static_cast<long>(CURLFTPMETHOD_NOCWD));
@@ -59,9 +46,7 @@ class FtpTransfer {
     set(CURLOPT_TRANSFERTEXT, text ? 1L : 0L);
     set(CURLOPT_HEADERFUNCTION, onReply);
     set(CURLOPT_HEADERDATA, this);
-    if (host.user.empty()) return;
-    set(CURLOPT_USERNAME, host.user.c_str());
-    set(CURLOPT_PASSWORD, host.password.c_str());
+    setLogin(transfer_.easy(), host);
   }
 
   template <typename Value>
@@ -94,7 +79,7 @@ class FtpTransfer {
   }
 
   Transfer transfer_;
-  CommandList commands_;
+  LineList commands_;
   bool began_ = false;
 };
 

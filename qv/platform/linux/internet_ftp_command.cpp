@@ -60,18 +60,21 @@ FtpCommandData::~FtpCommandData() {
 }
 
 bool FtpCommandData::logIn(const Host& host) {
-  const std::string url = "ftp://" + host.name + ":" + std::to_string(host.port) + "/";
+  const std::string url = addressOf(host, "ftp") + "/";
   curl_easy_setopt(easy_, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "ftp");
   curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy_, CURLOPT_CONNECT_ONLY, 1L);
   curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(internetPatience));
-  if (!host.user.empty()) {
-    curl_easy_setopt(easy_, CURLOPT_USERNAME, host.user.c_str());
-    curl_easy_setopt(easy_, CURLOPT_PASSWORD, host.password.c_str());
-  }
+  setLogin(easy_, host);
   const CURLcode code = curl_easy_perform(easy_);
   return code == CURLE_OK || fail(internetError(code));
+}
+
+int FtpCommandData::control() const {
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(easy_, CURLINFO_ACTIVESOCKET, &socket);
+  return socket;
 }
 
 bool FtpCommandData::readLine(std::string& line) {
@@ -85,11 +88,9 @@ bool FtpCommandData::readLine(std::string& line) {
     if (received_.size() > kReplyLimit) return fail(ERROR_INTERNET_EXTENDED_ERROR);
     char block[512];
     size_t got = 0;
-    curl_socket_t control = CURL_SOCKET_BAD;
     const CURLcode code = curl_easy_recv(easy_, block, sizeof(block), &got);
     if (code == CURLE_AGAIN) {
-      curl_easy_getinfo(easy_, CURLINFO_ACTIVESOCKET, &control);
-      if (!waitFor(control, POLLIN)) return false;
+      if (!waitFor(control(), POLLIN)) return false;
     } else if (code != CURLE_OK || got == 0) {
       return fail(ERROR_INTERNET_CONNECTION_ABORTED);
     }
@@ -111,9 +112,15 @@ bool FtpCommandData::readReply(int& code) {
 
 bool FtpCommandData::say(const std::string& line, int& code) {
   const std::string whole = line + "\r\n";
-  size_t sent = 0;
-  if (curl_easy_send(easy_, whole.data(), whole.size(), &sent) != CURLE_OK || sent != whole.size()) {
-    return fail(ERROR_INTERNET_CONNECTION_ABORTED);
+  for (size_t at = 0; at < whole.size();) {
+    size_t sent = 0;
+    const CURLcode result = curl_easy_send(easy_, whole.data() + at, whole.size() - at, &sent);
+    if (result == CURLE_AGAIN) {
+      if (!waitFor(control(), POLLOUT)) return false;
+    } else if (result != CURLE_OK) {
+      return fail(ERROR_INTERNET_CONNECTION_ABORTED);
+    }
+    at += sent;
   }
   return readReply(code);
 }
@@ -125,11 +132,9 @@ bool FtpCommandData::expect(const std::string& line, int lowest, int highest) {
 }
 
 bool FtpCommandData::connectData(uint16_t port) {
-  curl_socket_t control = CURL_SOCKET_BAD;
-  curl_easy_getinfo(easy_, CURLINFO_ACTIVESOCKET, &control);
   sockaddr_storage peer = {};
   socklen_t length = sizeof(peer);
-  if (getpeername(control, reinterpret_cast<sockaddr*>(&peer), &length) != 0)
+  if (getpeername(control(), reinterpret_cast<sockaddr*>(&peer), &length) != 0)
     return fail(ERROR_INTERNET_CANNOT_CONNECT);
   const bool v6 = peer.ss_family == AF_INET6;
   (v6 ? reinterpret_cast<sockaddr_in6&>(peer).sin6_port : reinterpret_cast<sockaddr_in&>(peer).sin_port) =

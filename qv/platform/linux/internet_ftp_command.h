@@ -23,6 +23,7 @@ class FtpCommandData : public InternetObject {
   bool close() override;
 
  private:
+  int control() const;  // the socket
   bool logIn(const Host& host);
   bool openData();
   bool connectData(uint16_t port);
@@ -34,7 +35,7 @@ class FtpCommandData : public InternetObject {
   CURL* const easy_;
   std::string received_;  // of the control connection, not taken apart yet
   std::string reply_;     // the last line of the last one
-  int data_ = -1;  // its socket
+  int data_ = -1;         // its socket
 };
 
 }  // namespace qv::platform

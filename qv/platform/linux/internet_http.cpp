@@ -109,19 +109,6 @@ std::string targetOf(std::string_view object) {
   return target.starts_with('/') ? target : "/" + target;
 }
 
-class HeaderList {
- public:
-  HeaderList() = default;
-  ~HeaderList() { curl_slist_free_all(list_); }
-  HeaderList(const HeaderList&) = delete;
-  HeaderList& operator=(const HeaderList&) = delete;
-  void add(const std::string& line) { list_ = curl_slist_append(list_, line.c_str()); }
-  curl_slist* get() const { return list_; }
-
- private:
-  curl_slist* list_ = nullptr;
-};
-
 class HttpRequest : public InternetObject {
  public:
   struct Line {
@@ -155,7 +142,7 @@ class HttpRequest : public InternetObject {
   const std::shared_ptr<Connection> connection_;
   const Line line_;
   std::vector<std::array<std::string, 2>> headers_;
-  HeaderList list_;
+  LineList list_;
   std::unique_ptr<Transfer> transfer_;
   ResponseHeader header_;
   uint64_t announced_ = 0;
@@ -181,8 +168,7 @@ bool HttpRequest::prepare() {
   const Host& host = connection_->host();
   transfer_ = std::make_unique<Transfer>(host.session->channels());
   CURL* const easy = transfer_->easy();
-  const std::string url = std::string(line_.secure ? "https://" : "http://") + host.name + ":" +
-                          std::to_string(host.port) + line_.target;
+  const std::string url = addressOf(host, line_.secure ? "https" : "http") + line_.target;
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -194,11 +180,8 @@ bool HttpRequest::prepare() {
   curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, onHeader);
   curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-  if (!host.user.empty()) {
-    curl_easy_setopt(easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
-    curl_easy_setopt(easy, CURLOPT_USERNAME, host.user.c_str());
-    curl_easy_setopt(easy, CURLOPT_PASSWORD, host.password.c_str());
-  }
+  curl_easy_setopt(easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
+  setLogin(easy, host);
   if (const char* authorities = getenv("SSL_CERT_FILE")) {
     curl_easy_setopt(easy, CURLOPT_CAINFO, authorities);
   }

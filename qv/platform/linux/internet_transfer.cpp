@@ -73,6 +73,16 @@ DWORD internetError(CURLcode code) {
   return row == std::end(kErrors) ? ERROR_INTERNET_CONNECTION_ABORTED : row->error;
 }
 
+std::string addressOf(const Host& host, const char* scheme) {
+  return std::string(scheme) + "://" + host.name + ":" + std::to_string(host.port);
+}
+
+void setLogin(CURL* easy, const Host& host) {
+  if (host.user.empty()) return;
+  curl_easy_setopt(easy, CURLOPT_USERNAME, host.user.c_str());
+  curl_easy_setopt(easy, CURLOPT_PASSWORD, host.password.c_str());
+}
+
 Channel::Channel() {
   startLibrary();
   multi = curl_multi_init();

@@ -37,6 +37,25 @@ class ChannelPool {
   std::vector<std::unique_ptr<Channel>> idle_;
 };
 
+// Lines that libcurl is given, header lines or commands; a transfer's for as long as the transfer.
+class LineList {
+ public:
+  LineList() = default;
+  ~LineList() { curl_slist_free_all(list_); }
+  LineList(const LineList&) = delete;
+  LineList& operator=(const LineList&) = delete;
+  void add(const std::string& line) { list_ = curl_slist_append(list_, line.c_str()); }
+  curl_slist* get() const { return list_; }
+
+ private:
+  curl_slist* list_ = nullptr;
+};
+
+// The address of a host, "http://name:port" for the scheme "http"; and its user and password, where it has
+// one.
+std::string addressOf(const Host& host, const char* scheme);
+void setLogin(CURL* easy, const Host& host);
+
 // How long a server may be silent, in milliseconds. Tests shorten it.
 extern std::atomic<uint32_t> internetPatience;
 
