@@ -1,5 +1,6 @@
 # The package: headers, qv::toolkit (static, for applications that bring their own job), the workbench and
-# qv::host (its import side, for modules), CMake and pkg-config files.
+# qv::host (its import side, for modules), CMake and pkg-config files,
+# and the CMake functions that put resources into programs.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -20,6 +21,7 @@ configure_package_config_file(cmake/qvConfig.cmake.in "${PROJECT_BINARY_DIR}/qvC
                               PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/qvConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/qvConfig.cmake" "${PROJECT_BINARY_DIR}/qvConfigVersion.cmake"
+              cmake/QvResources.cmake cmake/program_resources.cpp.in
         DESTINATION ${config_dir})
 
 # pkg-config serves the static library; what it needs from the system differs by build.

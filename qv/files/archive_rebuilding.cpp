@@ -218,24 +218,14 @@ HRESULT createTemporary(Archive& archive, DWORD access, const WCHAR* step) {
   return status;
 }
 
-// An archive that is there stays until Close has the new one.
+// Nothing stands in the archive's place before Close has the whole of it; what is there stays until then.
 HRESULT openToCreate(Archive& archive) {
-  if (QvDoesFileExist(archive.path, 0)) {
-    if (!isReplaceable(archive.path)) {
-      return failed(archive, QVARCHIVE_ERROR_CREATE, TEXT("open write"), kCannotCreateFile, archive.path);
-    }
-    const HRESULT status = createTemporary(archive, GENERIC_READ | GENERIC_WRITE, TEXT("open write"));
-    if (FAILED(status)) return status;
-    archive.read = archive.write;
-    archive.changed = true;
-    return createList(archive) ? kOk : kOutOfMemory;
-  }
-  const HANDLE file = CreateFileW(archive.path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    return failed(archive, QVARCHIVE_ERROR_CREATE, TEXT("open write"), kCannotCreateFile, archive.path);
-  }
-  archive.read = archive.write = file;
+  constexpr const WCHAR* kStep = TEXT("open write");
+  if (QvDoesFileExist(archive.path, 0) && !isReplaceable(archive.path))
+    return failed(archive, QVARCHIVE_ERROR_CREATE, kStep, kCannotCreateFile, archive.path);
+  const HRESULT status = createTemporary(archive, GENERIC_READ | GENERIC_WRITE, kStep);
+  if (FAILED(status)) return status;
+  archive.read = archive.write;
   archive.changed = true;
   return createList(archive) ? kOk : kOutOfMemory;
 }

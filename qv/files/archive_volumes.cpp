@@ -9,6 +9,7 @@
 #include "qv/files/detail/text.h"
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
+#include "qv/platform/programs.h"
 #include "qv/platform/times.h"
 
 namespace qv::files {
@@ -330,6 +331,8 @@ HRESULT CArchive2::CreateSEA(const WCHAR* output, const WCHAR* stub, uint32_t fl
   status = writeEndRecord(archive, archive.end.centralOffset);
   archive.prefix = 0;  // the source has none
   if (SUCCEEDED(status) && !FlushFileBuffers(archive.write)) status = kWriteFailed;
+  // A volume whose files can't be programs holds the archive all the same.
+  if (SUCCEEDED(status)) platform::makeExecutable(output);
   return status;
 }
 

@@ -9,6 +9,7 @@
 #include "qv/files/files.h"
 #include "qv/files/paths.h"
 #include "qv/frame/status.h"
+#include "qv/platform/programs.h"
 #include "qv/platform/times.h"
 
 namespace qv::workbench {
@@ -53,9 +54,10 @@ class Watcher final : public CQvArchiveProgress {
   int64_t files_ = 0;
 };
 
-WString qualified(const WString& path) {
-  WCHAR full[kPathCapacity];
-  return QvQualifyPath(path.c_str(), full, kPathCapacity) ? full : path;
+// A stub that the job's folder doesn't have is the one beside the workbench.
+WString stubPath(const WString& given, const WString& word) {
+  const bool known = QvDoesFileExist(given.c_str(), 0) || !folderOf(word).empty() || isAbsolutePath(word);
+  return known ? given : folderOfExecutable() + word + platform::kProgramSuffix;
 }
 
 // A result may be the first of its folder; where that fails, opening says so.
@@ -70,8 +72,8 @@ class Work {
  public:
   Work(Session& session, const Step& step) : session_(session), step_(step) {}
 
-  WString in(size_t word) const { return qualified(session_.inputPath(step_.words[word])); }
-  WString out(size_t word) const { return qualified(session_.outputPath(step_.words[word])); }
+  WString in(size_t word) const { return fullPath(session_.inputPath(step_.words[word])); }
+  WString out(size_t word) const { return fullPath(session_.outputPath(step_.words[word])); }
   const WString& word(size_t index) const { return step_.words[index]; }
   bool has(size_t index) const { return step_.words.size() > index; }
   int64_t number(const WCHAR* key, int64_t otherwise) const {
@@ -243,7 +245,7 @@ HRESULT merge(Work& work) {
 HRESULT makeSelfExtracting(Work& work) {
   const WString made = work.out(4);
   const HRESULT status = work.with(work.out(2), QVARCHIVE_SELFEXTRACTING, [&] {
-    return work.archive().CreateSEA(made.c_str(), work.in(3).c_str(), 0);
+    return work.archive().CreateSEA(made.c_str(), stubPath(work.in(3), work.word(3)).c_str(), 0);
   });
   if (FAILED(status)) return status;
   CArchive2 reader;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "qv/files/paths.h"
 #include "qv/frame/status.h"
 
 namespace qv::workbench {
@@ -121,6 +122,17 @@ HRESULT makeFolder(const WString& path) {
       CreateDirectoryW(part.c_str(), nullptr);
   }
   return isFolder(path) ? kOk : kCannotCreateFile;
+}
+
+WString folderOfExecutable() {
+  WCHAR path[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, path, MAX_PATH);
+  return WString(folderOf(path));
+}
+
+WString fullPath(const WString& path) {
+  WCHAR full[kPathCapacity];
+  return QvQualifyPath(path.c_str(), full, kPathCapacity) ? full : path;
 }
 
 bool isAbsolutePath(WStringView path) {

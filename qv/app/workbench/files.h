@@ -55,7 +55,12 @@ HRESULT writeFile(const WString& path, std::string_view bytes);
 // Makes a folder and those above it; 0 when it stands already.
 HRESULT makeFolder(const WString& path);
 
+// The folder that the workbench itself is in, with its last separator.
+WString folderOfExecutable();
+
 bool isAbsolutePath(WStringView path);
+// The path from its drive on; as it is when that can't be said.
+WString fullPath(const WString& path);
 // The folder of a path with its last separator; empty when the path is a bare name.
 WStringView folderOf(WStringView path);
 

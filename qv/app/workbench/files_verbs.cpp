@@ -1,6 +1,9 @@
 // Files: what paths say of themselves, whole folders, the room on a disk.
 #include <algorithm>
+#include <cstring>
+#include <map>
 
+#include "qv/app/workbench/files.h"
 #include "qv/app/workbench/progress.h"
 #include "qv/app/workbench/verbs.h"
 #include "qv/core/printf.h"
@@ -111,16 +114,11 @@ HRESULT runPath(Session& session, const Step& step) {
 }
 
 // A folder function wants a whole path; one on a drive that isn't there stays as it is.
-WString qualified(const WString& path) {
-  const WString full = written([&](WCHAR* text) { QvQualifyPath(path.c_str(), text, kCapacity); });
-  return full.empty() ? path : full;
-}
-
 WString fromPath(const Session& session, const Step& step) {
-  return qualified(session.inputPath(step.words[2]));
+  return fullPath(session.inputPath(step.words[2]));
 }
 WString toPath(const Session& session, const Step& step) {
-  return qualified(session.outputPath(step.words[3]));
+  return fullPath(session.outputPath(step.words[3]));
 }
 
 // ---- tree -----------------------------------------------------------------------------------------------
@@ -282,6 +280,80 @@ HRESULT runDelete(Session& session, const Step& step) {
   return all ? kOk : session.fail(kWriteFailed, TEXT("Not everything could be deleted in ") + folder);
 }
 
+// ---- tree compare ---------------------------------------------------------------------------------------
+
+// Whether two files of one size hold the same bytes; false also when one can't be read.
+bool sameBytes(const WString& one, const WString& other) {
+  constexpr size_t kBlock = 256 * 1024;
+  InputFile first, second;
+  if (FAILED(first.open(one)) || FAILED(second.open(other))) return false;
+  std::string mine(kBlock, 0), theirs(kBlock, 0);
+  for (;;) {
+    const int64_t got = first.read(mine.data(), kBlock);
+    if (got < 0 || got != second.read(theirs.data(), kBlock)) return false;
+    if (memcmp(mine.data(), theirs.data(), static_cast<size_t>(got)) != 0) return false;
+    if (got == 0) return true;
+  }
+}
+
+class Comparison {
+ public:
+  Comparison(Session& session, const WString& from, const WString& to)
+      : session_(session), from_(from + TEXT("\\")), to_(to + TEXT("\\")) {}
+
+  void compare(const std::vector<Entry>& ours, const std::vector<Entry>& theirs) {
+    std::map<WString, Entry> others;
+    for (const Entry& entry : theirs) others.emplace(entry.name, entry);
+    for (const Entry& entry : ours) {
+      const auto found = others.find(entry.name);
+      if (found == others.end()) {
+        tell(TEXT("only in the first"), entry.name);
+        continue;
+      }
+      compare(entry, found->second);
+      others.erase(found);
+    }
+    for (const auto& [name, entry] : others) tell(TEXT("only in the second"), name);
+    session_.record({TEXT("tree"), TEXT("same files"), files_, static_cast<int64_t>(bytes_)});
+  }
+  bool same() const { return same_; }
+
+ private:
+  void compare(const Entry& one, const Entry& other) {
+    const bool files = one.kind == Kind::file;
+    if (one.kind != other.kind ||
+        (files && (one.size != other.size || !sameBytes(from_ + one.name, to_ + other.name)))) {
+      tell(TEXT("differs"), one.name);
+    } else if (files) {
+      ++files_;
+      bytes_ += one.size;
+    }
+  }
+  void tell(const WCHAR* how, const WString& name) {
+    session_.record({TEXT("tree"), how, name});
+    same_ = false;
+  }
+
+  Session& session_;
+  WString from_, to_;
+  int64_t files_ = 0;
+  uint64_t bytes_ = 0;
+  bool same_ = true;
+};
+
+HRESULT runCompare(Session& session, const Step& step) {
+  std::vector<Entry> ours, theirs;
+  const WString from = fromPath(session, step), to = toPath(session, step);
+  HRESULT status = readTree(session, from, ours);
+  if (SUCCEEDED(status)) status = readTree(session, to, theirs);
+  if (FAILED(status)) return status;
+  Comparison comparison(session, from, to);
+  comparison.compare(ours, theirs);
+  return comparison.same()
+             ? kOk
+             : session.fail(kGeneralFailure, TEXT("These folders differ: ") + from + TEXT(", ") + to);
+}
+
 struct TreeOperation {
   const WCHAR* name;
   size_t arguments;
@@ -289,8 +361,9 @@ struct TreeOperation {
 };
 
 constexpr TreeOperation kTreeOperations[] = {
-    {TEXT("size"), 1, showSize}, {TEXT("list"), 1, showList}, {TEXT("empty"), 1, showEmpty},
-    {TEXT("copy"), 2, runCopy},  {TEXT("move"), 2, runMove},  {TEXT("delete"), 1, runDelete},
+    {TEXT("size"), 1, showSize},      {TEXT("list"), 1, showList}, {TEXT("empty"), 1, showEmpty},
+    {TEXT("copy"), 2, runCopy},       {TEXT("move"), 2, runMove},  {TEXT("delete"), 1, runDelete},
+    {TEXT("compare"), 2, runCompare},
 };
 
 HRESULT runTree(Session& session, const Step& step) {
@@ -301,7 +374,7 @@ HRESULT runTree(Session& session, const Step& step) {
   }
   return session.fail(
       kInvalidArgument,
-      TEXT("tree takes size, list, empty or delete and a folder, or copy or move and two folders."));
+      TEXT("tree takes size, list, empty or delete and a folder, or copy, move or compare and two folders."));
 }
 
 // ---- freespace ------------------------------------------------------------------------------------------
@@ -309,7 +382,7 @@ HRESULT runTree(Session& session, const Step& step) {
 HRESULT runFreeSpace(Session& session, const Step& step) {
   constexpr uint32_t kMiB = 1u << 20;
   WCHAR text[64] = {};
-  const WString path = qualified(session.inputPath(step.words[1]));
+  const WString path = fullPath(session.inputPath(step.words[1]));
   session.record({TEXT("freespace"), step.words[1], QvFormatDiskFreeSpace(path.c_str(), text),
                   QvGetDiskFreeSpace(path.c_str(), kMiB), QvGetDiskTotalSpace(path.c_str(), kMiB)});
   return kOk;
@@ -318,7 +391,8 @@ HRESULT runFreeSpace(Session& session, const Step& step) {
 constexpr Verb kVerbs[] = {
     {"path", "name|ext|bare|folder|root|up|full|validate TEXT | match|append|retype|relative TEXT TEXT", 2, 3,
      "", runPath},
-    {"tree", "size|list|empty|delete FOLDER [pattern=P] | copy|move FROM TO", 2, 3, "pattern", runTree},
+    {"tree", "size|list|empty|delete FOLDER [pattern=P] | copy|move|compare FROM TO", 2, 3, "pattern",
+     runTree},
     {"freespace", "PATH", 1, 1, "", runFreeSpace},
 };
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "qv/app/workbench/files.h"
+#include "qv/app/workbench/languages.h"
 #include "qv/app/workbench/verbs.h"
 #include "qv/core/printf.h"
 #include "qv/frame/status.h"
@@ -151,18 +152,28 @@ HRESULT writeResource(Session& session, const Step& step, const void* data, uint
   return status;
 }
 
+// Compilers write names in capitals; whoever looks for one need not.
+const void* findPooled(const _QVRESPOOL& pool, uint32_t* size, const WCHAR* type, const WCHAR* name,
+                       LCID lcid) {
+  const void* data = QvFindResourceInResPool(&pool, size, name, type, lcid, nullptr);
+  if (data != nullptr || reinterpret_cast<uintptr_t>(name) < 0x10000) return data;
+  WString capitals = name;
+  CharUpperW(capitals.data());
+  return QvFindResourceInResPool(&pool, size, capitals.c_str(), type, lcid, nullptr);
+}
+
 HRESULT getResource(Session& session, const Step& step) {
-  int64_t lcid = 0;
+  LCID lcid = 0;
   const WString* wanted = step.option(TEXT("lang"));
-  if (wanted != nullptr && (!parseInteger(*wanted, lcid) || lcid < 0 || lcid > 0xffff))
-    return session.fail(kInvalidArgument, TEXT("lang is the number of a language, 0 to 65535."));
+  if (wanted != nullptr && (!parseLcid(*wanted, lcid) || lcid > 0xffff))
+    return session.fail(kInvalidArgument, TEXT("lang is the number of a language, 1033 or 0x0409."));
   const WCHAR* type = typeFrom(step.words[3]);
   const WCHAR* name = nameFrom(step.words[4]);
   std::string bytes;
   _QVRESPOOL pool;
   uint32_t size = 0;
   if (readPool(session, step.words[2], bytes, &pool)) {
-    const void* data = QvFindResourceInResPool(&pool, &size, name, type, static_cast<LCID>(lcid), nullptr);
+    const void* data = findPooled(pool, &size, type, name, lcid);
     return writeResource(session, step, data, size);
   }
   const Module module(session, step.words[2]);

@@ -60,6 +60,8 @@ class Session {
   void record(std::initializer_list<Field> fields);
   // Bytes of a result as they are.
   void output(std::string_view bytes);
+  // Writes all of them out, before somebody else writes to the same stream.
+  void flush();
   // Gives `status` back and adds the sentence that explains it to the details of this step's report.
   HRESULT fail(HRESULT status, const WString& sentence);
 
@@ -75,7 +77,6 @@ class Session {
   HRESULT checkCall(const Verb& verb, const Step& step);
   HRESULT chooseLanguage(const WString& text);
   void report(const Step& step, HRESULT status);
-  void flush();
 
   WString jobFile_;
   WString jobFolder_;
