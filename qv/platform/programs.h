@@ -8,6 +8,7 @@
 
 #include <span>
 
+#include "qv/api.h"
 #include "qv/platform/base.h"
 
 namespace qv::platform {

@@ -1,5 +1,8 @@
 #include "qv/platform/programs.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "folder.h"
 
 namespace {
@@ -8,16 +11,15 @@ using qv::platform::callProgram;
 using qv::platform::makeExecutable;
 
 const std::vector<std::string> kArguments = {"two words", "", "a\\", "b\\\"c", "\\\\d \"e\" f\\\\"};
-constexpr int kChildFailed = 1;
+constexpr int kOtherArguments = 33;
 
 class Programs : public ContractFolder {};
 
-// What the test below starts: this program again.
+// What the test below starts: this program again, which says by its exit code what it got.
 TEST(ProgramsChild, DISABLED_GetsItsArgumentsAsTheyAre) {
   const std::vector<std::string> all = testing::internal::GetArgvs();
   ASSERT_GT(all.size(), kArguments.size());
-  EXPECT_EQ(kArguments,
-            std::vector<std::string>(all.end() - static_cast<long>(kArguments.size()), all.end()));
+  if (!std::equal(kArguments.rbegin(), kArguments.rend(), all.rbegin())) exit(kOtherArguments);
 }
 
 TEST_F(Programs, HandsOverArgumentsAndBringsTheExitCode) {
@@ -33,7 +35,7 @@ TEST_F(Programs, HandsOverArgumentsAndBringsTheExitCode) {
   EXPECT_EQ(0u, code);
   arguments.pop_back();
   ASSERT_TRUE(callProgram(self, arguments, nullptr, &code)) << GetLastError();
-  EXPECT_EQ(uint32_t{kChildFailed}, code);
+  EXPECT_EQ(uint32_t{kOtherArguments}, code);
 }
 
 TEST_F(Programs, SaysWhyOneDoesNotStart) {
