@@ -3,12 +3,12 @@
 #include <cstdarg>
 
 #include "qv/core/printf.h"
+#include "qv/platform/console.h"
 
 namespace qv::stub {
 namespace {
 
 constexpr int32_t kLineCapacity = 2048;
-constexpr size_t kLongestAnswer = 4096;
 
 void write(DWORD stream, const WCHAR* format, va_list arguments) {
   WCHAR text[kLineCapacity] = {};
@@ -16,8 +16,7 @@ void write(DWORD stream, const WCHAR* format, va_list arguments) {
   char bytes[3 * kLineCapacity];
   const int32_t length =
       WideCharToMultiByte(CP_UTF8, 0, text, lstrlenW(text), bytes, sizeof(bytes), nullptr, nullptr);
-  DWORD written = 0;
-  WriteFile(GetStdHandle(stream), bytes, static_cast<DWORD>(length), &written, nullptr);
+  platform::writeText(stream, {bytes, static_cast<size_t>(length)});
 }
 
 }  // namespace
@@ -37,27 +36,20 @@ void complain(const WCHAR* format, ...) {
 }
 
 bool ask(Text& answer) {
-  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   std::string line;
-  char byte = 0;
-  DWORD got = 0;
-  // Byte by byte: what stands behind the line belongs to the next question.
-  bool any = false;
-  while (ReadFile(input, &byte, 1, &got, nullptr) && got == 1) {
-    any = true;
-    if (byte == '\n' || line.size() == kLongestAnswer) break;
-    line += byte;
-  }
-  while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
+  const bool any = platform::readLine(&line);
+  while (!line.empty() && line.back() == ' ') line.pop_back();
   answer.assign(line.size(), 0);
   const auto size = static_cast<int32_t>(line.size());
-  if (size > 0) answer.resize(MultiByteToWideChar(CP_UTF8, 0, line.data(), size, answer.data(), size));
+  if (size > 0) {
+    const int32_t count = MultiByteToWideChar(CP_UTF8, 0, line.data(), size, answer.data(), size);
+    answer.resize(static_cast<size_t>(count));
+  }
   return any;
 }
 
 bool isWatched() {
-  const HANDLE stream = GetStdHandle(STD_ERROR_HANDLE);
-  return stream != nullptr && GetFileType(stream) == FILE_TYPE_CHAR;
+  return platform::isTerminal(STD_ERROR_HANDLE);
 }
 
 }  // namespace qv::stub

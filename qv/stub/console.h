@@ -9,7 +9,7 @@ namespace qv::stub {
 
 using Text = std::basic_string<WCHAR>;
 
-// Writes formatted text (see qv/core/printf.h), at most 2047 characters, as UTF-8.
+// Writes formatted text (see qv/core/printf.h), at most 2047 characters, as UTF-8, or as a terminal shows it.
 void say(const WCHAR* format, ...);
 // The same to standard error.
 void complain(const WCHAR* format, ...);

@@ -9,12 +9,18 @@ import subprocess
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from workbench import EMULATOR, FOLDER, PROGRAM, check, main, run  # noqa: E402
+from workbench import EMULATOR, FOLDER, PROGRAM, ROOT, check, main, run  # noqa: E402
+
+sys.path.insert(0, str(ROOT / "tools"))
+import archive2  # noqa: E402
+
+TIME = 133000000000000000
 
 STUB = pathlib.Path(PROGRAM).with_name("stub.exe" if EMULATOR else "stub")
 # What a Windows start resolves without looking into the program's own folder.
 KNOWN_LIBRARIES = {"kernel32.dll", "user32.dll", "gdi32.dll", "advapi32.dll", "ole32.dll", "oleaut32.dll",
                    "msvcrt.dll", "shell32.dll", "shlwapi.dll"}
+SANITIZERS = {"libasan", "libubsan", "libpthread", "libdl", "libstdc++", "libgcc_s"}
 LONG = bytes(range(256)) * 600
 
 
@@ -56,6 +62,8 @@ def test_dialogue():
     code, said = call(program, answers="\n")
     check("asks for a folder", code == 0 and "[self]" in said and "two takes" in said, (code, said))
     check("every byte", whole(program.parent / "self"))
+    code, said = call(program, answers="Überblick 映像\n")
+    check("a typed folder", code == 0 and whole(program.parent / "Überblick 映像") and "Überblick 映像" in said, said)
     notes = program.parent / "self/tree/notes.txt"
     for what, answers, options, code, text in (
             ("no", "n\nn\n", [], 0, b"mine"), ("skip all", "s\n", [], 0, b"mine"), ("nobody there", "", [], 3, b"mine"),
@@ -82,6 +90,24 @@ def test_damage():
     check("no end", code == 1 and "no archive" in said, (code, said))
     code, out, err = run("archive list tree/notes.txt\n")
     check("the workbench has words for it", code != 0 and "The file is not an archive" in out + err, out + err)
+
+
+def test_refused_names():
+    good = archive2.packed("good.txt", 0x20, TIME, b"Roll camera.\n")
+    for name in ("..\\out.txt", "C:\\out.txt", "\\out.txt", "a\\..\\..\\out.txt", "NUL", "out.txt:s", "out.txt."):
+        program = make("refused")
+        bad = archive2.packed(name, 0x20, TIME, b"outside")
+        directory = bad[1](0) + good[1](len(bad[0]))
+        end = archive2.END.pack(archive2.END_MARK, 1, 0, 2, 2, len(directory), len(bad[0]) + len(good[0]),
+                                STUB.stat().st_size, 0, 0, 0)
+        program.write_bytes(STUB.read_bytes() + bad[0] + good[0] + directory + end)
+        before = {p for p in FOLDER.rglob("*out.txt*")}
+        code, said = call(program, "--to", "there")
+        check(f"{name!r} is refused", code == 1 and "0x8004E00D" in said, (code, said))
+        check(f"{name!r} stays inside", {p for p in FOLDER.rglob("*out.txt*")} == before and
+              not (program.parent / "there/NUL").exists())
+        check("the other one comes", (program.parent / "there/good.txt").read_bytes() == b"Roll camera.\n")
+        shutil.rmtree(program.parent)
 
 
 def test_volumes():
@@ -118,11 +144,14 @@ def test_libraries():
     else:
         shown = subprocess.run(["readelf", "-d", str(STUB)], capture_output=True, text=True).stdout
         check("has no run path", "(NEEDED)" in shown and "PATH" not in shown, shown)
-        decoys = ["libz.so.1", "libc.so.6", "libicuuc.so.72", "libm.so.6"]
+        needed = {line.split("[")[1].split(".so")[0] for line in shown.splitlines() if "(NEEDED)" in line}
+        # The sanitizers of a build that has them come with libraries of their own.
+        check("needs the C library alone", needed <= {"libc", "libm", "ld-linux-x86-64", *SANITIZERS}, needed)
+        decoys = ["libz.so.1", "libc.so.6", "libm.so.6"]
     for name in decoys:
         (program.parent / name).write_bytes(b"no library")
     code, said = call(program, "--to", "there")
     check("decoys are left alone", code == 0 and whole(program.parent / "there"), (code, said))
 
 
-main(test_dialogue, test_damage, test_volumes, test_target, test_libraries)
+main(test_dialogue, test_damage, test_refused_names, test_volumes, test_target, test_libraries)

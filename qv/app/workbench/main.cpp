@@ -6,6 +6,7 @@
 #include "qv/app/workbench/session.h"
 #include "qv/core/printf.h"
 #include "qv/frame/msgbox.h"
+#include "qv/platform/console.h"
 
 namespace {
 
@@ -13,12 +14,12 @@ struct WorkbenchJob {
   QVAPP* app;
 };
 
-void* createJob(QVAPP* app) { return new (std::nothrow) WorkbenchJob{app}; }
+void* createJob(QVAPP* app) {
+  return new (std::nothrow) WorkbenchJob{app};
+}
 
 void writeMessage(void*, const WCHAR* text) {
-  const std::string line = qv::workbench::encodeUtf8(text) + "\n";
-  DWORD written = 0;
-  WriteFile(GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+  qv::platform::writeText(STD_ERROR_HANDLE, qv::workbench::encodeUtf8(text) + "\n");
 }
 
 // A job runs without a user: what would stand in a box goes to standard error, and its first button answers.
@@ -34,10 +35,14 @@ int32_t runJob(void* context, const WCHAR* jobFile) {
   return qv::workbench::Session(jobFile, static_cast<WorkbenchJob*>(context)->app->language).run();
 }
 
-void releaseJob(void* context) { delete static_cast<WorkbenchJob*>(context); }
+void releaseJob(void* context) {
+  delete static_cast<WorkbenchJob*>(context);
+}
 
 constexpr QVJOB kJob = {TEXT("Workbench"), createJob, prepareJob, runJob, releaseJob};
 
 }  // namespace
 
-int main() { return QvApp_Main(GetModuleHandleW(nullptr), &kJob); }
+int main() {
+  return QvApp_Main(GetModuleHandleW(nullptr), &kJob);
+}

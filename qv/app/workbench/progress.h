@@ -15,7 +15,7 @@ class Progress {
   void show(double percent, WStringView name);
 
  private:
-  HANDLE terminal_ = nullptr;
+  bool terminal_;
   uint32_t last_ = 0;
   bool shown_ = false;
 };

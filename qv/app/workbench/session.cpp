@@ -7,22 +7,15 @@
 #include "qv/app/workbench/languages.h"
 #include "qv/frame/errors.h"
 #include "qv/frame/status.h"
+#include "qv/platform/console.h"
 
 namespace qv::workbench {
 namespace {
 
 constexpr size_t kFlushBytes = 64 * 1024;
 
-WString widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
-
-void writeStream(DWORD stream, std::string_view bytes) {
-  const HANDLE handle = GetStdHandle(stream);
-  while (!bytes.empty()) {
-    DWORD written = 0;
-    const DWORD size = static_cast<DWORD>(std::min<size_t>(bytes.size(), kFlushBytes));
-    if (!WriteFile(handle, bytes.data(), size, &written, nullptr) || written == 0) return;
-    bytes.remove_prefix(written);
-  }
+WString widen(std::string_view ascii) {
+  return WString(ascii.begin(), ascii.end());
 }
 
 bool hasWord(std::string_view list, WStringView key) {
@@ -74,7 +67,9 @@ Field::Field(int64_t value) : text(widen(std::to_string(value))) {}
 Session::Session(WString jobFile, HQVLANG language)
     : jobFile_(std::move(jobFile)), jobFolder_(folderOf(jobFile_)), language_(language) {}
 
-Session::~Session() { flush(); }
+Session::~Session() {
+  flush();
+}
 
 HRESULT Session::run() {
   if (const HRESULT status = load(); FAILED(status)) return status;
@@ -226,19 +221,19 @@ void Session::report(const Step& step, HRESULT status) {
   flush();
   const bool inCommand = step.fault == 0 && !step.words.empty();
   const WString& argument = inCommand ? step.words[0] : jobFile_;
-  const WCHAR* message =
-      QvErrorHandler_GetErrorMessage(QVERRORCONTEXT(inCommand ? kDuringCommand : kDuringScript), status,
-                                     argument.c_str());
-  std::string line = "line " + std::to_string(step.line) + "\t" + hexStatus(status) + "\t" + onOneLine(message, ' ');
+  const WCHAR* message = QvErrorHandler_GetErrorMessage(
+      QVERRORCONTEXT(inCommand ? kDuringCommand : kDuringScript), status, argument.c_str());
+  std::string line =
+      "line " + std::to_string(step.line) + "\t" + hexStatus(status) + "\t" + onOneLine(message, ' ');
   if (const WCHAR* details = QvErrorHandler_DetailsInfo(nullptr, nullptr, nullptr)) {
     line += '\t' + onOneLine(details, '\t');
   }
   QvErrorHandler_DetailsInit();
-  writeStream(STD_ERROR_HANDLE, line + "\n");
+  platform::writeText(STD_ERROR_HANDLE, line + "\n");
 }
 
 void Session::flush() {
-  writeStream(STD_OUTPUT_HANDLE, pending_);
+  platform::writeText(STD_OUTPUT_HANDLE, pending_);
   pending_.clear();
 }
 
