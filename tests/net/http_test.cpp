@@ -142,6 +142,16 @@ TEST(Http, AuthenticatesWithTheAddressesUser) {
   EXPECT_NE(client.body().find("Authorization: Basic bWU6c2VjcmV0"), std::string::npos);
 }
 
+TEST(Http, SpeaksTlsWithWhoIsVouchedFor) {
+  Client client;
+  ASSERT_EQ(client.get("https://" + placeOf("QV_TEST_HTTPS") + "/bytes?size=200000"), 0);
+  EXPECT_EQ(client.body(), pattern(200000));
+  ASSERT_EQ(client.post("https://" + placeOf("QV_TEST_HTTPS") + "/echo", pattern(50000)), 0);
+  EXPECT_TRUE(client.body().ends_with(pattern(50000)));
+  EXPECT_EQ(client.get("https://" + placeOf("QV_TEST_STRANGER") + "/bytes?size=1"), kCannotConnect);
+  EXPECT_EQ(client.response, nullptr);
+}
+
 // ---- Redirections
 
 TEST(Http, FollowsRedirectionsAsFarAsTheyLead) {

@@ -31,17 +31,6 @@ TEST(HttpOnLinux, BoundsHeadersAndCircles) {
   EXPECT_EQ(client.get(at("/circle")), static_cast<HRESULT>(0x8004e0ecu));
 }
 
-TEST(HttpOnLinux, SpeaksTls) {
-  Client client;
-  const std::string place = "https://" + placeOf("QV_TEST_HTTPS");
-  ASSERT_EQ(client.get(place + "/bytes?size=200000"), 0);
-  EXPECT_EQ(client.body(), pattern(200000));
-  const std::string authorities = getenv("SSL_CERT_FILE");
-  unsetenv("SSL_CERT_FILE");
-  EXPECT_EQ(client.get(place + "/bytes?size=1"), static_cast<HRESULT>(0x8004e0ecu));
-  setenv("SSL_CERT_FILE", authorities.c_str(), 1);
-}
-
 // Memory holds what was received, whatever was announced.
 TEST(HttpOnLinux, AllocatesWhatArrives) {
   const auto peak = [] {
