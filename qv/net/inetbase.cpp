@@ -19,6 +19,13 @@ WCHAR* copyOf(const WCHAR* text) {
   return copy ? Traits::copy(copy, text, length) : nullptr;
 }
 
+// An answer from nearby takes less time than falling asleep and being woken: looks out for it a while first,
+// and lets others run between the looks. Once a request at most, so that long ones cost no more for it.
+void lookOutFor(const std::atomic<bool>& signalled) {
+  constexpr int kLooks = 128;
+  for (int look = 0; look < kLooks && !signalled.load(std::memory_order_relaxed); ++look) SwitchToThread();
+}
+
 void closeEvent(HANDLE& event) {
   if (event) CloseHandle(event);
   event = nullptr;
@@ -62,10 +69,12 @@ struct qv::net::Worker {
   static bool createEvents(CQvInetBase& self) {
     self.statusEvent_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     self.commandEvent_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    return self.statusEvent_ && self.commandEvent_;
+    self.doneEvent_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    return self.statusEvent_ && self.commandEvent_ && self.doneEvent_;
   }
 
   static void closeEvents(CQvInetBase& self) {
+    closeEvent(self.doneEvent_);
     closeEvent(self.commandEvent_);
     closeEvent(self.statusEvent_);
   }
@@ -104,7 +113,9 @@ HRESULT CQvInetBase::InitBase(const WCHAR* userAgent) {
 // ---- The worker
 
 void CQvInetBase::WaitForCmd() {
+  lookOutFor(hasCommand_);
   WaitForSingleObject(commandEvent_, INFINITE);
+  hasCommand_ = false;
 }
 
 HRESULT CQvInetBase::WorkerProcessCommand(HINTERNET, uint32_t command, uint64_t*) {
@@ -118,7 +129,10 @@ void CQvInetBase::SendCmdToWorker(uint32_t command) {
   total_ = 0;
   command_.store(command, std::memory_order_relaxed);
   ResetEvent(statusEvent_);
+  ResetEvent(doneEvent_);
+  hasEnded_ = false;
   SetEvent(commandEvent_);
+  hasCommand_ = true;
 }
 
 // Who waits is woken without the lock, or it would wake only to wait for that.
@@ -134,6 +148,8 @@ void CQvInetBase::DoneWithCmd(HRESULT status, uint64_t data) {
     }
   }
   SetEvent(statusEvent_);
+  SetEvent(doneEvent_);
+  hasEnded_ = true;
 }
 
 void CQvInetBase::TransferProgressUpdate(int64_t bytes) {
@@ -195,21 +211,28 @@ void CQvInetBase::SetRequestNotify(CQvHttpNotifyInterface* notify) {
   notify_ = notify;
 }
 
-HRESULT CQvInetBase::WaitForRequestStatusChange(DWORD timeout) {
+HRESULT CQvInetBase::wait(HANDLE event, DWORD timeout) {
   {
     const Locked locked(*this);
     if (!initialised_) return qv::kGeneralFailure;
     if (!busy_) return qv::kOk;
   }
-  const DWORD woken = WaitForSingleObject(statusEvent_, timeout);
+  const DWORD woken = WaitForSingleObject(event, timeout);
   if (woken == WAIT_OBJECT_0) return qv::kOk;
   return woken == WAIT_TIMEOUT ? kTimedOut : qv::kGeneralFailure;
 }
 
+HRESULT CQvInetBase::WaitForRequestStatusChange(DWORD timeout) {
+  return wait(statusEvent_, timeout);
+}
+
+// The end has an event of its own, or each step of progress would wake who only waits for that. It may be one
+// that was set late, for the request before: hence the second look.
 HRESULT CQvInetBase::WaitForRequestCompletion(DWORD timeout) {
+  if (timeout != 0) lookOutFor(hasEnded_);
   for (DWORD left = timeout;;) {
     const DWORD start = GetTickCount();
-    const HRESULT status = WaitForRequestStatusChange(left);
+    const HRESULT status = wait(doneEvent_, left);
     if (status != qv::kOk) return status;
     {
       const Locked locked(*this);

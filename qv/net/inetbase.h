@@ -122,6 +122,8 @@ class QV_API CQvInetBase {
  private:
   friend struct qv::net::Worker;
 
+  HRESULT wait(HANDLE event, DWORD timeout);
+
   CRITICAL_SECTION lock_;  // guards what follows, the words that the worker reads apart
   HRESULT lastResult_;
   uint64_t resultData_ = 0;
@@ -139,4 +141,7 @@ class QV_API CQvInetBase {
   DWORD threadId_ = 0;
   int64_t transferred_ = 0;
   int64_t total_ = 0;
+  HANDLE doneEvent_ = nullptr;
+  std::atomic<bool> hasCommand_{false},
+      hasEnded_{true};  // behind the events, for those who look out for them
 };

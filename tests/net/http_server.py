@@ -34,6 +34,7 @@ def pattern(size):
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     disable_nagle_algorithm = True
+    silent = threading.Event()  # somebody waits for the page that says nothing
 
     def log_message(self, *_):
         pass
@@ -143,6 +144,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.wfile.write(b"X-More: " + b"x" * 1000 + b"\r\n")
 
     def do_silent(self):
+        self.silent.set()
         self.rfile.read(1)
         self.close_connection = True
 

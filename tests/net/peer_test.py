@@ -96,7 +96,7 @@ def main():
     log = FOLDER / "log.txt"
     with open(log, "w+b") as out, trusted(cert):
         done = subprocess.run([*EMULATOR, PROGRAM], stdin=subprocess.DEVNULL, stdout=out, stderr=out, env=environment,
-                              timeout=500)
+                              timeout=None if "QV_TEST_ROUNDS" in os.environ else 500)
     text = log.read_text(errors="replace")
     print(text)
     passed = re.search(r"\[  PASSED  \] (\d+) test", text)
