@@ -326,11 +326,6 @@ HRESULT giveBlock(IXMLDOMDocument* document, uint32_t* size, void** report) {
   return kOk;
 }
 
-bool sameId(const GUID& a, const GUID& b) {
-  return memcmp(&a, &b, sizeof a) == 0;
-}
-constexpr GUID kUnknownId = {0, 0, 0, {0xc0, 0, 0, 0, 0, 0, 0, 0x46}};
-
 HRESULT createList(tQVLIST** list) {
   return QvList_CreateExZ(list, sizeof(void*), -1, -1, kListFreeThreaded | kListHeap, 0, 0, 0);
 }
@@ -372,7 +367,7 @@ CQvConfigMgr::~CQvConfigMgr() {
 
 HRESULT CQvConfigMgr::QueryInterface(REFIID id, void** object) {
   if (object == nullptr) return kNullPointer;
-  const bool known = sameId(id, kUnknownId) || sameId(id, IID_IQvConfigMgr);
+  const bool known = id == IID_IUnknown || id == IID_IQvConfigMgr;
   *object = known ? static_cast<IQvConfigMgr*>(this) : nullptr;
   if (!known) return E_NOINTERFACE;
   AddRef();
