@@ -79,21 +79,40 @@ HRESULT readFile(const WString& path, uint64_t limit, std::string& bytes) {
   }
 }
 
-OutputFile::~OutputFile() {
-  if (handle_ == INVALID_HANDLE_VALUE) return;
-  CloseHandle(handle_);
-  DeleteFileW(temporary_.c_str());
+void PendingFile::drop() {
+  if (!temporary_.empty()) DeleteFileW(temporary_.c_str());
+  temporary_.clear();
 }
 
-HRESULT OutputFile::open(const WString& path) {
+HRESULT PendingFile::prepare(const WString& path, const WCHAR* suffix) {
   if (const WStringView folder = folderOf(path); !folder.empty()) {
     if (const HRESULT status = makeFolder(WString(folder)); FAILED(status)) return status;
   }
   path_ = path;
-  temporary_ = path + TEXT(".new");
-  handle_ = CreateFileW(temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+  temporary_ = path + suffix;
+  return kOk;
+}
+
+HRESULT PendingFile::keep() {
+  if (!MoveFileExW(temporary_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+    drop();
+    return kWriteFailed;
+  }
+  temporary_.clear();
+  return kOk;
+}
+
+OutputFile::~OutputFile() {
+  if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+}
+
+HRESULT OutputFile::open(const WString& path) {
+  if (const HRESULT status = pending_.prepare(path, TEXT(".new")); FAILED(status)) return status;
+  handle_ = CreateFileW(pending_.temporary(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                         nullptr);
-  return handle_ == INVALID_HANDLE_VALUE ? kCannotCreateFile : kOk;
+  if (handle_ != INVALID_HANDLE_VALUE) return kOk;
+  pending_.leave();
+  return kCannotCreateFile;
 }
 
 HRESULT OutputFile::write(std::string_view bytes) {
@@ -102,9 +121,7 @@ HRESULT OutputFile::write(std::string_view bytes) {
 
 HRESULT OutputFile::keep() {
   CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
-  if (MoveFileExW(temporary_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING)) return kOk;
-  DeleteFileW(temporary_.c_str());
-  return kWriteFailed;
+  return pending_.keep();
 }
 
 HRESULT writeFile(const WString& path, std::string_view bytes) {

@@ -26,8 +26,32 @@ class InputFile {
   HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 
-// A file that is written in sequence beside its target and takes the target's place when it is kept, so that
-// a failure leaves the old file as it was. Folders on the way are made.
+// A file that comes to be beside its target and takes the target's place when it is kept, so that a failure
+// leaves the old file as it was and nothing half behind. Whoever has it writes it, by the temporary name.
+class PendingFile {
+ public:
+  PendingFile() = default;
+  ~PendingFile() { drop(); }
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  // Chooses the temporary name, the target's with `suffix` behind it, and makes the folders on the way: 0, or
+  // kCannotCreateFile.
+  HRESULT prepare(const WString& path, const WCHAR* suffix);
+  const WString& path() const { return path_; }
+  const WCHAR* temporary() const { return temporary_.c_str(); }
+  // 0, or kWriteFailed. The file must be closed.
+  HRESULT keep();
+  // For a file of the temporary name that is another's: it stays.
+  void leave() { temporary_.clear(); }
+
+ private:
+  void drop();
+
+  WString path_, temporary_;
+};
+
+// A pending file that is written in sequence.
 class OutputFile {
  public:
   OutputFile() = default;
@@ -42,7 +66,7 @@ class OutputFile {
   HRESULT keep();
 
  private:
-  WString path_, temporary_;
+  PendingFile pending_;
   HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 

@@ -38,8 +38,8 @@ class Command {
   template <typename Begin>
   HRESULT receive(const Begin& begin) {
     const WString& name = step_.words[4];
-    const ReceivedFile file(session_.outputPath(name));
-    if (const HRESULT status = file.prepare(); FAILED(status)) {
+    ReceivedFile file;
+    if (const HRESULT status = file.prepare(session_.outputPath(name)); FAILED(status)) {
       return session_.fail(status, TEXT("The folder can't be made for ") + name);
     }
     HRESULT status = run([&](CQvInetFtpTELMO& ftp) { return begin(ftp, file.temporary()); });

@@ -67,8 +67,8 @@ class Request {
     HRESULT status = http_->Init(kAgent);
     if (FAILED(status)) return status;
     const Interrupt interrupt;
-    const ReceivedFile file(output ? session_.outputPath(*output) : WString());
-    if (output) status = file.prepare();
+    ReceivedFile file;
+    if (output) status = file.prepare(session_.outputPath(*output));
     if (FAILED(status)) return session_.fail(status, TEXT("The folder can't be made for ") + *output);
     status = begin(*http_, output ? file.temporary() : nullptr);
     if (SUCCEEDED(status)) status = finish(interrupt);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "qv/app/workbench/files.h"
 #include "qv/app/workbench/progress.h"
 #include "qv/frame/status.h"
 #include "qv/platform/console.h"
@@ -58,23 +57,14 @@ HRESULT awaitRequest(CQvInetBase& request, const Interrupt& interrupt, WStringVi
   }
 }
 
-ReceivedFile::~ReceivedFile() {
-  DeleteFileW(temporary_.c_str());
-}
-
-HRESULT ReceivedFile::prepare() const {
-  const WStringView folder = folderOf(path_);
-  return folder.empty() ? kOk : makeFolder(WString(folder));
-}
-
-HRESULT ReceivedFile::keep() const {
-  if (GetFileAttributesW(temporary_.c_str()) == INVALID_FILE_ATTRIBUTES) return writeFile(path_, {});
-  return MoveFileExW(temporary_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING) ? kOk : kWriteFailed;
+HRESULT ReceivedFile::keep() {
+  if (GetFileAttributesW(temporary()) == INVALID_FILE_ATTRIBUTES) return writeFile(pending_.path(), {});
+  return pending_.keep();
 }
 
 int64_t ReceivedFile::size() const {
   InputFile file;
-  return SUCCEEDED(file.open(path_)) ? file.size() : -1;
+  return SUCCEEDED(file.open(pending_.path())) ? file.size() : -1;
 }
 
 }  // namespace qv::workbench

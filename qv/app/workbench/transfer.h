@@ -7,6 +7,7 @@
 
 #include <memory>
 
+#include "qv/app/workbench/files.h"
 #include "qv/app/workbench/session.h"
 #include "qv/net/inetbase.h"
 
@@ -35,25 +36,19 @@ struct ReleaseCounted {
 template <typename T>
 using Counted = std::unique_ptr<T, ReleaseCounted>;
 
-// Where a result is received: beside its place, and put there when it is whole. What was there before stays
-// until then, and nothing half is left behind.
+// Where a request puts its result.
 class ReceivedFile {
  public:
-  explicit ReceivedFile(WString path) : path_(std::move(path)), temporary_(path_ + TEXT(".part")) {}
-  ~ReceivedFile();
-  ReceivedFile(const ReceivedFile&) = delete;
-  ReceivedFile& operator=(const ReceivedFile&) = delete;
-
-  // Makes the folder that it goes into.
-  HRESULT prepare() const;
-  const WCHAR* temporary() const { return temporary_.c_str(); }
+  // As PendingFile's.
+  HRESULT prepare(const WString& path) { return pending_.prepare(path, TEXT(".part")); }
+  const WCHAR* temporary() const { return pending_.temporary(); }
   // An empty file when nothing was received.
-  HRESULT keep() const;
+  HRESULT keep();
   // In bytes, once it is kept.
   int64_t size() const;
 
  private:
-  const WString path_, temporary_;
+  PendingFile pending_;
 };
 
 }  // namespace qv::workbench
