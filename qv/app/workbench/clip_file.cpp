@@ -30,25 +30,14 @@ constexpr ClipStorage kStorages[] = {
     {"422p10", QVPT_P210, 2, 1, 2, 6, true},    {"444p10", QVPT_P410, 1, 1, 2, 6, true},
 };
 
-constexpr const WCHAR* kLayoutNames[] = {TEXT("I420"), TEXT("YV12"), TEXT("NV12"), TEXT("UYVY"),
-                                         TEXT("YUYV"), TEXT("YV16"), TEXT("v210"), TEXT("P010"),
-                                         TEXT("PL10"), TEXT("P210"), TEXT("P410")};
-constexpr int32_t kLayouts[] = {QVPT_I420, QVPT_YV12, QVPT_NV12, QVPT_UYVY, QVPT_YUYV, QVPT_YV16,
-                                QVPT_v210, QVPT_P010, QVPT_PL10, QVPT_P210, QVPT_P410};
-static_assert(std::size(kLayoutNames) == std::size(kLayouts));
-
 constexpr uint32_t kMaxSide = 65535;
 constexpr size_t kHeaderLimit = 1024, kFrameLineLimit = 256;
 constexpr char kMagic[] = "YUV4MPEG2";
 
-// "1920x1080"
+// What no frame can have stays out of range.
 bool readSize(WStringView text, uint32_t& width, uint32_t& height) {
-  const size_t cross = text.find('x');
   int64_t w = 0, h = 0;
-  if (cross == WStringView::npos || !parseInteger(text.substr(0, cross), w) ||
-      !parseInteger(text.substr(cross + 1), h)) {
-    return false;
-  }
+  if (!parsePair(text, w, h)) return false;
   width = static_cast<uint32_t>(std::clamp<int64_t>(w, 0, UINT32_MAX));
   height = static_cast<uint32_t>(std::clamp<int64_t>(h, 0, UINT32_MAX));
   return true;
@@ -68,11 +57,6 @@ bool readRate(WStringView text, uint32_t& rate, uint32_t& scale) {
   rate = under == 0 ? 0 : static_cast<uint32_t>(over);
   scale = rate == 0 ? 1 : static_cast<uint32_t>(under);
   return true;
-}
-
-bool sameName(WStringView a, WStringView b) {
-  const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + 32) : c; };
-  return std::ranges::equal(a, b, {}, lower, lower);
 }
 
 const ClipStorage* storageOf(int32_t layout) {
@@ -171,22 +155,6 @@ void pack(const ClipStorage& storage, const PlanePair& plane) {
 }
 
 }  // namespace
-
-int32_t layoutOfName(WStringView name) {
-  for (size_t i = 0; i < std::size(kLayouts); ++i) {
-    if (sameName(name, kLayoutNames[i])) return kLayouts[i];
-  }
-  return 0;
-}
-
-const WCHAR* layoutName(int32_t layout) {
-  const auto at = std::ranges::find(kLayouts, layout);
-  return at == std::end(kLayouts) ? nullptr : kLayoutNames[at - kLayouts];
-}
-
-std::span<const WCHAR* const> layoutNames() {
-  return kLayoutNames;
-}
 
 HRESULT newFrame(int32_t layout, uint32_t width, uint32_t height, ImagePtr& frame) {
   if (!isSize(width, height)) return kInvalidArgument;

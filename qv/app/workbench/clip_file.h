@@ -16,7 +16,7 @@
 #include <optional>
 
 #include "qv/app/workbench/files.h"
-#include "qv/app/workbench/picture_file.h"
+#include "qv/app/workbench/yuv_frame.h"
 
 namespace qv::workbench {
 
@@ -43,16 +43,8 @@ struct ClipFormat {
   WString stored;              // how the file holds it, for people
 };
 
-// The layouts that clips may have, by name; 0 and null for others.
-int32_t layoutOfName(WStringView name);
-const WCHAR* layoutName(int32_t layout);
-std::span<const WCHAR* const> layoutNames();
-
 // A frame of a layout, zeroed.
 HRESULT newFrame(int32_t layout, uint32_t width, uint32_t height, ImagePtr& frame);
-inline uint8_t* frameSamples(const ImagePtr& frame) {
-  return reinterpret_cast<uint8_t*>(frame.get()) + frame->bmiHeader.biSize;
-}
 
 // Where a clip's bytes come from.
 class ClipSource {

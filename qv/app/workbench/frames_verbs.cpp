@@ -17,8 +17,6 @@ namespace qv::workbench {
 namespace {
 
 constexpr const WCHAR* kMatrices[] = {TEXT("size"), TEXT("601"), TEXT("709"), TEXT("2020")};
-constexpr uint32_t kMatrixCodes[] = {0, QVYUV_BT601, QVYUV_BT709, QVYUV_BT2020};
-constexpr double kGamma = 20.0 / 9;  // of frames and pictures alike, so that nothing is bent
 constexpr int64_t kMaxSide = 65535;
 
 // A clip that is read, with the count of its frames for the progress display.
@@ -125,27 +123,10 @@ HRESULT showInfo(ImageJob& job) {
 
 // ---- between frames and pictures --------------------------------------------------------------------------
 
-QVYUVPARAMS parametersOf(uint32_t matrix, bool interlaced) {
-  return {0, matrix, 0, interlaced ? 1u : 0u, {}, kGamma};
-}
-
-// Floats run from black at 0 to white at 1, where 8-bit pictures would keep the levels of video.
-HRESULT frameToPicture(const ImagePtr& frame, const QVYUVPARAMS& parameters, ImagePtr& picture) {
-  const BITMAPINFOHEADER* header = &frame->bmiHeader;
-  QVYUVPLANES planes;
-  QvYUVImageBytesAndOffsets(header, &planes);
-  const HRESULT status = newImage(QVPT_RGBAF128, static_cast<uint32_t>(header->biWidth),
-                                  static_cast<uint32_t>(header->biHeight), picture);
-  if (FAILED(status)) return status;
-  return QvYUV_YUVToRGB(&picture->bmiHeader, kGamma, nullptr, 0, header, &parameters, frameSamples(frame),
-                        &planes, 0, 0);
-}
-
-HRESULT pictureToFrame(const ImagePtr& picture, const QVYUVPARAMS& parameters, const ImagePtr& frame) {
-  QVYUVPLANES planes;
-  QvYUVImageBytesAndOffsets(&frame->bmiHeader, &planes);
-  return QvYUV_RGBToYUV(&frame->bmiHeader, &parameters, frameSamples(frame), &planes, &picture->bmiHeader,
-                        kGamma, nullptr, 0, 0, 0, 0);
+HRESULT pictureOf(const ImagePtr& frame, const QVYUVPARAMS& parameters, ImagePtr& picture) {
+  const HRESULT status = newImage(QVPT_RGBAF128, static_cast<uint32_t>(frame->bmiHeader.biWidth),
+                                  static_cast<uint32_t>(frame->bmiHeader.biHeight), picture);
+  return FAILED(status) ? status : frameToPicture(frame, parameters, &picture->bmiHeader);
 }
 
 HRESULT resize(uint32_t width, uint32_t height, ImagePtr& picture) {
@@ -156,8 +137,9 @@ HRESULT resize(uint32_t width, uint32_t height, ImagePtr& picture) {
   HRESULT status = newImage(QVPT_RGBAF128, width, height, out);
   const bool smaller = static_cast<uint32_t>(header->biWidth) > width;
   if (!FAILED(status)) {
-    status = QvDibCopy(&out->bmiHeader, nullptr, nullptr, 0, header, nullptr, nullptr, 0,
-                       QVCOPY_QUALITY_BEST | (smaller ? QVCOPY_AREA : QVCOPY_BICUBIC), kGamma, kGamma);
+    status =
+        QvDibCopy(&out->bmiHeader, nullptr, nullptr, 0, header, nullptr, nullptr, 0,
+                  QVCOPY_QUALITY_BEST | (smaller ? QVCOPY_AREA : QVCOPY_BICUBIC), kFrameGamma, kFrameGamma);
   }
   if (!FAILED(status)) picture = std::move(out);
   return status;
@@ -189,11 +171,8 @@ struct Conversion {
 
 HRESULT readSize(const ImageJob& job, ClipFormat& format) {
   if (!job.has(TEXT("size"))) return kOk;
-  const WString text = job.option(TEXT("size"), {});
-  const size_t cross = text.find('x');
   int64_t width = 0, height = 0;
-  if (cross == WString::npos || !parseInteger(WStringView(text).substr(0, cross), width) ||
-      !parseInteger(WStringView(text).substr(cross + 1), height) || width < 1 || width > kMaxSide ||
+  if (!parsePair(job.option(TEXT("size"), {}), width, height) || width < 1 || width > kMaxSide ||
       height < 1 || height > kMaxSide) {
     return job.wrong(TEXT("size= takes WIDTHxHEIGHT, from 1 to 65535."));
   }
@@ -213,13 +192,14 @@ HRESULT readConversion(const ImageJob& job, const ClipFormat& from, Conversion& 
   if (FAILED(status)) return status;
   if (!job.has(TEXT("to-matrix"))) toMatrix = matrix;
   if (job.has(TEXT("layout"))) to.layout = layoutOfName(layoutNames()[layout]);
-  conversion.decode = parametersOf(kMatrixCodes[matrix], isInterlaced(from));
-  conversion.encode = parametersOf(kMatrixCodes[toMatrix], isInterlaced(from));
+  conversion.decode = frameParameters(kMatrices[matrix], isInterlaced(from));
+  conversion.encode = frameParameters(kMatrices[toMatrix], isInterlaced(from));
   // Without a matrix, another size may mean another one.
-  const auto matrixOf = [](uint32_t code, const ClipFormat& format) {
-    return QvYuvMatrix(code, static_cast<int32_t>(format.width), static_cast<int32_t>(format.height));
+  const auto matrixOf = [](const QVYUVPARAMS& parameters, const ClipFormat& format) {
+    return QvYuvMatrix(parameters.colorMatrix, static_cast<int32_t>(format.width),
+                       static_cast<int32_t>(format.height));
   };
-  const bool sameColours = matrixOf(kMatrixCodes[matrix], from) == matrixOf(kMatrixCodes[toMatrix], to);
+  const bool sameColours = matrixOf(conversion.decode, from) == matrixOf(conversion.encode, to);
   if (!sameColours || to.width != from.width || to.height != from.height) return kOk;
   conversion.same = to.layout == from.layout;
   for (const RepackRow& row : kRepacks) {
@@ -237,9 +217,9 @@ HRESULT convertFrame(const Conversion& conversion, const ImagePtr& from, const I
                              &source);
   }
   ImagePtr picture;
-  HRESULT status = frameToPicture(from, conversion.decode, picture);
+  HRESULT status = pictureOf(from, conversion.decode, picture);
   if (!FAILED(status)) status = resize(conversion.to.width, conversion.to.height, picture);
-  return FAILED(status) ? status : pictureToFrame(picture, conversion.encode, to);
+  return FAILED(status) ? status : pictureToFrame(&picture->bmiHeader, conversion.encode, to);
 }
 
 HRESULT openWriter(ImageJob& job, const ClipFormat& format, ClipWriter& writer) {
@@ -305,7 +285,7 @@ HRESULT deinterlace(ImageJob& job) {
   if (!FAILED(status)) status = newFrame(to.layout, to.width, to.height, out);
   if (FAILED(status)) return status;
   while ((status = nextFrame(job, clip)) == kOk) {
-    status = frameToPicture(clip.frame, conversion.decode, picture);
+    status = pictureOf(clip.frame, conversion.decode, picture);
     for (int64_t turn = 0; turn <= bob && !FAILED(status); ++turn) {
       status = newImage(QVPT_RGBAF128, clip.format().width, clip.format().height, still);
       if (!FAILED(status)) {
@@ -313,7 +293,7 @@ HRESULT deinterlace(ImageJob& job) {
                                     nullptr, 0, static_cast<uint32_t>(field ^ turn), QVCOPY_QUALITY_SMOOTH);
       }
       if (!FAILED(status)) status = resize(to.width, to.height, still);
-      if (!FAILED(status)) status = pictureToFrame(still, conversion.encode, out);
+      if (!FAILED(status)) status = pictureToFrame(&still->bmiHeader, conversion.encode, out);
       if (FAILED(status)) return refused(job, status);
       status = writer.write(out);
     }
@@ -361,7 +341,7 @@ HRESULT frameAt(ImageJob& job, OpenClip& clip, uint64_t frame, const QVYUVPARAMS
   HRESULT status = skipTo(job, clip, frame);
   if (status == kOk) status = nextFrame(job, clip);
   if (status != kOk) return status;
-  status = frameToPicture(clip.frame, parameters, picture);
+  status = pictureOf(clip.frame, parameters, picture);
   return FAILED(status) ? refused(job, status) : kOk;
 }
 
@@ -377,7 +357,7 @@ HRESULT writeGrabbed(ImageJob& job, int32_t type, ImagePtr& picture) {
                                   static_cast<uint32_t>(picture->bmiHeader.biHeight), shown);
   if (FAILED(status)) return refused(job, status);
   const HRESULT copied = QvDibCopy(&shown->bmiHeader, nullptr, nullptr, 0, &picture->bmiHeader, nullptr,
-                                   nullptr, 0, QVCOPY_QUALITY_BEST, kGamma, kGamma);
+                                   nullptr, 0, QVCOPY_QUALITY_BEST, kFrameGamma, kFrameGamma);
   return FAILED(copied) ? refused(job, copied) : job.write(1, shown);
 }
 
@@ -402,14 +382,11 @@ struct Sheet {
 
 HRESULT readSheet(const ImageJob& job, const ClipFormat& format, Sheet& sheet) {
   constexpr int64_t kMostCells = 64, kUsualWidth = 160, kMostWidth = 1920;
-  const WString text = job.option(TEXT("sheet"), {});
-  const size_t cross = text.find('x');
   sheet.width = kUsualWidth;
   const HRESULT status = job.integer(TEXT("width"), 8, kMostWidth, sheet.width);
   if (FAILED(status)) return status;
-  if (cross == WString::npos || !parseInteger(WStringView(text).substr(0, cross), sheet.columns) ||
-      !parseInteger(WStringView(text).substr(cross + 1), sheet.rows) || sheet.columns < 1 || sheet.rows < 1 ||
-      sheet.columns > kMostCells || sheet.rows > kMostCells) {
+  if (!parsePair(job.option(TEXT("sheet"), {}), sheet.columns, sheet.rows) || sheet.columns < 1 ||
+      sheet.rows < 1 || sheet.columns > kMostCells || sheet.rows > kMostCells) {
     return job.wrong(TEXT("sheet= takes COLUMNSxROWS, up to 64 each."));
   }
   sheet.height = std::max<int64_t>(1, sheet.width * format.height / format.width);
@@ -453,7 +430,7 @@ HRESULT grabSheet(ImageJob& job, OpenClip& clip, const Conversion& conversion) {
     status = resize(static_cast<uint32_t>(sheet.width), static_cast<uint32_t>(sheet.height), picture);
     if (!FAILED(status)) {
       status = QvDibCopy(&page->bmiHeader, nullptr, &place, 0, &picture->bmiHeader, nullptr, nullptr, 0,
-                         QVCOPY_QUALITY_BEST, kGamma, kGamma);
+                         QVCOPY_QUALITY_BEST, kFrameGamma, kFrameGamma);
     }
     if (FAILED(status)) return refused(job, status);
     const bool timed = clip.format().rate != 0;

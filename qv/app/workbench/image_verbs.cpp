@@ -229,15 +229,13 @@ HRESULT feather(ImageJob& job) {
 // "320x180", or "50%" of both sides.
 bool parseSize(const WString& text, const BITMAPINFOHEADER* image, SIZE& size) {
   int64_t width = 0, height = 0;
-  const size_t x = std::min(text.find('x'), text.size());
   if (!text.empty() && text.back() == '%') {
     double percent = 0;
     if (!parseNumber(text.substr(0, text.size() - 1), percent) || percent <= 0 || percent > 100000)
       return false;
     width = std::max<int64_t>(1, std::llround(image->biWidth * percent / 100));
     height = std::max<int64_t>(1, std::llround(image->biHeight * percent / 100));
-  } else if (x == text.size() || !parseInteger(WStringView(text).substr(0, x), width) ||
-             !parseInteger(WStringView(text).substr(x + 1), height)) {
+  } else if (!parsePair(text, width, height)) {
     return false;
   }
   size = {static_cast<LONG>(width), static_cast<LONG>(height)};

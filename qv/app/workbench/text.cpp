@@ -1,5 +1,6 @@
 #include "qv/app/workbench/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -28,6 +29,11 @@ std::string encodeUtf8(WStringView text) {
   return bytes;
 }
 
+bool sameName(WStringView a, WStringView b) {
+  const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + 32) : c; };
+  return std::ranges::equal(a, b, {}, lower, lower);
+}
+
 bool parseInteger(WStringView text, int64_t& value) {
   const std::string digits = encodeUtf8(text);
   const char* end = digits.data() + digits.size();
@@ -40,6 +46,12 @@ bool parseNumber(WStringView text, double& value) {
   const char* end = digits.data() + digits.size();
   const auto result = std::from_chars(digits.data(), end, value);
   return result.ec == std::errc() && result.ptr == end && std::isfinite(value);
+}
+
+bool parsePair(WStringView text, int64_t& across, int64_t& down) {
+  const size_t cross = text.find('x');
+  return cross != WStringView::npos && parseInteger(text.substr(0, cross), across) &&
+         parseInteger(text.substr(cross + 1), down);
 }
 
 }  // namespace qv::workbench
