@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace {
 constexpr uint32_t kBlock = 0x20000;
 constexpr uint32_t kChunk = 8192;
 constexpr uint32_t kListOptions = kListFreeThreaded | kListInline;
+// 140 MB. No folder that people keep has more; a server that never ends its listing does.
+constexpr size_t kMostFiles = 1 << 18;
 
 // A remote file; closing ends its transfer.
 class RemoteFile {
@@ -47,11 +50,11 @@ bool isEndOfListing(DWORD error) {
   return error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || error == ERROR_SUCCESS;
 }
 
-bool add(tQVLIST* list, const WCHAR* name, uint64_t size) {
+QVFTPFILE entryOf(const WCHAR* name, uint64_t size) {
   QVFTPFILE entry = {};
   lstrcpynW(entry.name, name, static_cast<int>(std::size(entry.name)));
   entry.size = size;
-  return SUCCEEDED(QvList_InsertList(list, -1, &entry, 1));
+  return entry;
 }
 
 struct DestroyList {
@@ -59,11 +62,15 @@ struct DestroyList {
 };
 using List = std::unique_ptr<tQVLIST, DestroyList>;
 
-// Null without memory. -1 for the usual sizes.
-List makeList(int32_t items) {
-  tQVLIST* list = nullptr;
-  QvList_CreateExZ(&list, sizeof(QVFTPFILE), items, items, kListOptions, 0, 0, 0);
-  return List(list);
+// Null without memory. -1 for the usual sizes. All entries at once: one by one, a list of many would be moved
+// again and again.
+List makeList(int32_t items, std::span<const QVFTPFILE> entries) {
+  tQVLIST* made = nullptr;
+  QvList_CreateExZ(&made, sizeof(QVFTPFILE), items, items, kListOptions, 0, 0, 0);
+  List list(made);
+  if (!list || entries.empty()) return list;
+  const auto count = static_cast<int32_t>(entries.size());
+  return SUCCEEDED(QvList_InsertList(made, -1, entries.data(), count)) ? std::move(list) : nullptr;
 }
 
 }  // namespace
@@ -204,25 +211,27 @@ HRESULT FtpWork::getFileSize() {
   const RemoteFile remote(FtpOpenFileW(connection(), arguments.first.c_str(), GENERIC_READ,
                                        INTERNET_FLAG_RELOAD | FTP_TRANSFER_TYPE_BINARY, 0));
   if (!remote) return kCannotOpenFile;
-  List list = makeList(1);
-  if (!list || !add(list.get(), arguments.first.c_str(), sizeOf(remote.get()))) return kOutOfMemory;
+  const QVFTPFILE entry = entryOf(arguments.first.c_str(), sizeOf(remote.get()));
+  List list = makeList(1, {&entry, 1});
+  if (!list) return kOutOfMemory;
   client.list_ = list.release();
   return kOk;
 }
 
 HRESULT FtpWork::enumDirectory() {
-  List list = makeList(-1);
-  if (!list) return kOutOfMemory;
   if (!FtpSetCurrentDirectoryW(connection(), arguments.first.c_str())) return kCannotOpenFile;
+  std::vector<QVFTPFILE> entries;
   WIN32_FIND_DATAW found = {};
   const RemoteFile find(
       FtpFindFirstFileW(connection(), arguments.second.c_str(), &found, INTERNET_FLAG_RELOAD, 0));
   for (BOOL more = find ? TRUE : FALSE; more; more = InternetFindNextFileW(find.get(), &found)) {
     if (isCancelled()) return kCancelled;
-    const uint64_t size = uint64_t{found.nFileSizeHigh} << 32 | found.nFileSizeLow;
-    if (!add(list.get(), found.cFileName, size)) return kOutOfMemory;
+    if (entries.size() == kMostFiles) return kReadFailed;  // rather than a part that looks whole
+    entries.push_back(entryOf(found.cFileName, uint64_t{found.nFileSizeHigh} << 32 | found.nFileSizeLow));
   }
   if (!isEndOfListing(GetLastError())) return kReadFailed;
+  List list = makeList(-1, entries);
+  if (!list) return kOutOfMemory;
   client.list_ = list.release();
   return kOk;
 }

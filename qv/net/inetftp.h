@@ -47,7 +47,8 @@ class QV_API CQvInetFtp : public CQvInetBase {
   HRESULT GetFile(const WCHAR* localFile, const WCHAR* remoteFile, uint32_t binary);
   // The result is a list with one entry.
   HRESULT GetFileSizeInBytes(const WCHAR* remoteFile);
-  // The result is a list of what matches, perhaps empty.
+  // The result is a list of what matches, perhaps empty. More than 262,144 names fail, as a server does that
+  // never ends.
   HRESULT EnumDirectoryFiles(const WCHAR* directory, const WCHAR* pattern);
   HRESULT CreateDirectoryW(const WCHAR* remoteDirectory);
   HRESULT RemoveDirectoryW(const WCHAR* remoteDirectory);

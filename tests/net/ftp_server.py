@@ -2,7 +2,8 @@
 
 User "me", password "secret". Below the root stand:
 
-    small.txt, big.bin (5 GiB of nothing, sparse), folder/ (three files), sub folder/, cuts (ends a byte too soon), refuses/ (to be listed)
+    small.txt, big.bin (5 GiB of nothing, sparse), folder/ (three files), sub folder/, cuts (ends a byte too soon),
+    refuses/ (to be listed), endless/ and babble/ (whose listings go on for ever, with names and without)
 
 "SITE REPF name first second" sends that stretch of a file: the bytes from first on, second of them. The file
 "/control/logins" says how often somebody has connected. A second server names a data address of another host.
@@ -17,6 +18,17 @@ from pyftpdlib.handlers import FTPHandler, PassiveDTP
 from pyftpdlib.servers import FTPServer
 
 SMALL = b"one\r\ntwo\r\n"
+ENDLESS = {"endless": b"type=file;size=1; name\r\n", "babble": b"nothing here\r\n"}
+
+
+class Endless:
+    """Lines for a data connection, until the client hangs up."""
+
+    def __init__(self, line):
+        self.lines = line * (65536 // len(line))
+
+    def more(self):
+        return self.lines
 
 
 class Files(AbstractedFS):
@@ -43,8 +55,12 @@ class Handler(FTPHandler):
         self.list_unless_refused(path, super().ftp_LIST)
 
     def list_unless_refused(self, path, listing):
-        if "refuses" in (os.path.basename(path), os.path.basename(self.fs.cwd)):
+        folders = {os.path.basename(path), os.path.basename(self.fs.cwd)}
+        endless = [lines for folder, lines in ENDLESS.items() if folder in folders]
+        if "refuses" in folders:
             self.respond("550 Not for you.")
+        elif endless:
+            self.push_dtp_data(Endless(endless[0]), isproducer=True, cmd="MLSD")
         else:
             listing(path)
 
@@ -85,7 +101,7 @@ class Liar(Handler):
 
 
 def fill(root):
-    for folder in ("folder", "sub folder", "control", "refuses"):
+    for folder in ("folder", "sub folder", "control", "refuses", *ENDLESS):
         os.makedirs(os.path.join(root, folder), exist_ok=True)
     contents = {"small.txt": SMALL, "folder/a.wav": b"a", "folder/b.wav": b"bb", "folder/c.txt": b"",
                 "control/logins": b"0", "cuts": os.urandom(3 << 20)}

@@ -12,6 +12,7 @@ namespace qv::platform {
 namespace {
 
 constexpr size_t kLineLimit = 4096;
+constexpr uint64_t kListingLimit = uint64_t{64} << 20;
 
 // Of a path from the server's root on: everything but letters, digits and a few marks is percent-encoded.
 std::string urlPath(std::string_view path) {
@@ -195,7 +196,8 @@ class FtpOutput : public InternetObject {
   std::unique_ptr<FtpTransfer> transfer_;
 };
 
-// A listing, read line by line: what the server goes on sending costs no memory.
+// A listing, read line by line: what the server goes on sending costs no memory. One without end would keep
+// its caller for ever, since lines that name nothing are passed over in here: so it has a limit.
 class FtpListing : public InternetObject {
  public:
   FtpListing(std::shared_ptr<FtpConnection> connection, std::string folder, NamePattern pattern)
@@ -235,6 +237,8 @@ class FtpListing : public InternetObject {
       filled_ = 0;
       if (!transfer_->transfer().read(block_, sizeof(block_), &filled_)) return false;
       if (filled_ == 0) return fail(ERROR_NO_MORE_FILES);
+      received_ += filled_;
+      if (received_ > kListingLimit) return fail(ERROR_INTERNET_EXTENDED_ERROR);
     }
     c = block_[at_++];
     return true;
@@ -248,6 +252,7 @@ class FtpListing : public InternetObject {
   std::string line_;
   char block_[8192];
   DWORD at_ = 0, filled_ = 0;
+  uint64_t received_ = 0;
 };
 
 bool isText(DWORD flags) {

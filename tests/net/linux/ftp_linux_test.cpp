@@ -62,6 +62,24 @@ TEST(FtpListing, ReadsWhatPeopleRead) {
               qv::platform::parseHumanLine);
 }
 
+// (Wine takes in a whole listing before it shows the first name.)
+TEST(FtpOnLinux, EndsListingsThatDoNot) {
+  for (const WCHAR* const folder : {u"/endless", u"/babble", u"/folder"}) {
+    auto* const ftp = CQvInetFtp::CreateInstance();
+    ASSERT_EQ(ftp->Init(TEXT("test"), TEXT("127.0.0.21"), TEXT("me"), TEXT("secret")), 0);
+    ASSERT_EQ(ftp->EnumDirectoryFiles(folder, TEXT("*")), QVINET_PENDING);
+    EXPECT_EQ(ftp->WaitForRequestCompletion(60000), 0);
+    HRESULT result = 0;
+    tQVLIST* list = nullptr;
+    ASSERT_EQ(ftp->GetRequestResult(&result, &list), 0);
+    const bool ends = std::u16string_view(folder) == u"/folder";
+    EXPECT_EQ(result, ends ? 0 : static_cast<HRESULT>(0x8004e008u));
+    EXPECT_EQ(list != nullptr, ends);
+    if (list) QvList_Destroy(list);
+    ftp->Release();
+  }
+}
+
 TEST(FtpOnLinux, SurvivesCancelsAtAnyMoment) {
   std::mt19937 random(11);
   const int rounds = getenv("QV_TEST_ROUNDS") ? atoi(getenv("QV_TEST_ROUNDS")) : 100;
