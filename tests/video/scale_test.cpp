@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <array>
 #include <memory>
 
 #include "qv/frame/status.h"
@@ -76,18 +77,17 @@ struct Mode {
   bool cubic, area, replace;
 };
 
-HRESULT scaleFixed(Pixels& to, const RECT* toRect, Pixels& from, const RECT* fromRect, uint32_t bytes,
-                   Mode mode) {
-  const auto entry = mode.cubic ? QvDibScale_BiCubicSubPixel : QvDibScale_BilinearSubPixel;
-  return entry(to.first(), &to.size, to.stride, toRect, from.first(), &from.size, from.stride, fromRect,
-               bytes, mode.area, mode.replace);
+auto entryOf(bool fixed, Mode mode) {
+  if (fixed) return mode.cubic ? QvDibScale_BiCubicSubPixel : QvDibScale_BilinearSubPixel;
+  return mode.cubic ? QvDibScale_BiCubic : QvDibScale_Bilinear;
 }
-HRESULT scaleWhole(Pixels& to, const RECT* toRect, Pixels& from, const RECT* fromRect, uint32_t bytes,
-                   Mode mode) {
-  const auto entry = mode.cubic ? QvDibScale_BiCubic : QvDibScale_Bilinear;
-  return entry(to.first(), &to.size, to.stride, toRect, from.first(), &from.size, from.stride, fromRect,
-               bytes, mode.area, mode.replace);
+template <bool kFixed>
+HRESULT scaleAs(Pixels& to, const RECT* toRect, Pixels& from, const RECT* fromRect, uint32_t bytes,
+                Mode mode) {
+  return entryOf(kFixed, mode)(to.first(), &to.size, to.stride, toRect, from.first(), &from.size, from.stride,
+                               fromRect, bytes, mode.area, mode.replace);
 }
+constexpr auto scaleFixed = scaleAs<true>, scaleWhole = scaleAs<false>;
 int32_t prepare(QvSubpixelParam* param, Pixels& to, const RECT* toRect, Pixels& from, const RECT* fromRect) {
   return QvPrepareSubpixelParam(param, to.first(), &to.size, static_cast<uint32_t>(to.stride), toRect,
                                 from.first(), &from.size, static_cast<uint32_t>(from.stride), fromRect);
@@ -164,111 +164,57 @@ Mode modeOf(uint32_t bits) {
 
 // ---- Rectangles and steps
 
+// A rectangle in pixels; nothing stands for no rectangle.
+struct Span {
+  double left = 0, top = 0, right = 0, bottom = 0;
+  RECT fixed() const {
+    const auto units = [](double pixels) { return static_cast<LONG>(pixels * kOne); };
+    return {units(left), units(top), units(right), units(bottom)};
+  }
+};
+
+using Steps = std::array<int32_t, 4>;
+
 struct PrepareCase {
   const char* what;
   SIZE dst, src;
-  RECT dstRect, srcRect;  // all zero for null
-  int32_t result;
-  RECT target, source;
-  int32_t endX, endY, stepX, stepY;
+  Span dstRect, srcRect, target, source;  // no target: refused
+  Steps steps;                            // at the end across and down, from pixel to pixel across and down
 };
 
 TEST(ScalePrepare, ClipsMapsAndSteps) {
+  constexpr Span kBit = {0.0625, 0.0625, 0.125, 0.125}, kDot = {0, 0, 1, 1};
+  constexpr double kLess = 2047.0 / kOne, kUnderOne = (kOne - 1.0) / kOne;
+  constexpr Steps kHalves = {5461, 7021, 8192, 8192}, kSame = {kOne, kOne, kOne, kOne};
+  constexpr Steps k49th = {0, 97 * kOne, 49 * kOne, 49 * kOne};
   const PrepareCase cases[] = {
-      {"doubling",
-       {4, 8},
-       {2, 4},
-       {},
-       {},
-       1,
-       {0, 0, 4 * kOne, 8 * kOne},
-       {0, 0, 2 * kOne, 4 * kOne},
-       5461,
-       7021,
-       8192,
-       8192},
-      {"one pixel from many",
-       {1, 1},
-       {3, 5},
-       {},
-       {},
-       1,
-       {0, 0, kOne, kOne},
-       {0, 0, 3 * kOne, 5 * kOne},
-       0,
-       0,
-       3 * kOne,
-       5 * kOne},
-      {"a sixteenth of a pixel",
-       {4, 4},
-       {4, 4},
-       {1024, 1024, 2048, 2048},
-       {0, 0, kOne, kOne},
-       1,
-       {1024, 1024, 2048, 2048},
-       {0, 0, kOne, kOne},
-       0,
-       0,
-       16 * kOne,
-       16 * kOne},
-      {"less", {4, 4}, {4, 4}, {1024, 1024, 2047, 2048}, {}, 0, {}, {}, 0, 0, 0, 0},
-      {"a source below a pixel", {4, 4}, {4, 4}, {}, {0, 0, kOne, kOne - 1}, 0, {}, {}, 0, 0, 0, 0},
-      {"a target that hangs over loses source",
-       {4, 4},
-       {4, 4},
-       {-kOne, 0, 3 * kOne, 4 * kOne},
-       {},
-       1,
-       {0, 0, 3 * kOne, 4 * kOne},
-       {kOne, 0, 4 * kOne, 4 * kOne},
-       kOne,
-       kOne,
-       kOne,
-       kOne},
-      {"a source that hangs over loses target",
-       {8, 8},
-       {4, 4},
-       {},
-       {-2 * kOne, 0, 2 * kOne, 4 * kOne},
-       1,
-       {4 * kOne, 0, 8 * kOne, 8 * kOne},
-       {0, 0, 2 * kOne, 4 * kOne},
-       5461,
-       7021,
-       8192,
-       8192},
-      {"a 49th, which no reciprocal hits",
-       {1, 2},
-       {49, 98},
-       {},
-       {},
-       1,
-       {0, 0, kOne, 2 * kOne},
-       {0, 0, 49 * kOne, 98 * kOne},
-       0,
-       97 * kOne,
-       49 * kOne,
-       49 * kOne},
-      {"beside the image", {4, 4}, {4, 4}, {4 * kOne, 0, 8 * kOne, 4 * kOne}, {}, 0, {}, {}, 0, 0, 0, 0},
-      {"an image that coordinates cannot name", {200000, 4}, {4, 4}, {}, {}, 0, {}, {}, 0, 0, 0, 0},
-      {"a step below the finest", {131071, 4}, {1, 4}, {}, {0, 0, kOne, 4 * kOne}, 0, {}, {}, 0, 0, 0, 0},
-      {"a step beyond the coarsest", {4, 4}, {131071, 4}, {0, 0, 1024, kOne}, {}, 0, {}, {}, 0, 0, 0, 0},
-      {"no image", {0, 4}, {4, 4}, {}, {}, 0, {}, {}, 0, 0, 0, 0},
+      {"doubling", {4, 8}, {2, 4}, {}, {}, {0, 0, 4, 8}, {0, 0, 2, 4}, kHalves},
+      {"one pixel from many", {1, 1}, {3, 5}, {}, {}, {0, 0, 1, 1}, {0, 0, 3, 5}, {0, 0, 3 * kOne, 5 * kOne}},
+      {"a sixteenth of a pixel", {4, 4}, {4, 4}, kBit, kDot, kBit, kDot, {0, 0, 16 * kOne, 16 * kOne}},
+      {"less", {4, 4}, {4, 4}, {0.0625, 0.0625, kLess, 0.125}, {}, {}, {}, {}},
+      {"a source below a pixel", {4, 4}, {4, 4}, {}, {0, 0, 1, kUnderOne}, {}, {}, {}},
+      {"overhang loses source", {4, 4}, {4, 4}, {-1, 0, 3, 4}, {}, {0, 0, 3, 4}, {1, 0, 4, 4}, kSame},
+      {"overhang loses target", {8, 8}, {4, 4}, {}, {-2, 0, 2, 4}, {4, 0, 8, 8}, {0, 0, 2, 4}, kHalves},
+      {"no reciprocal hits a 49th", {1, 2}, {49, 98}, {}, {}, {0, 0, 1, 2}, {0, 0, 49, 98}, k49th},
+      {"beside the image", {4, 4}, {4, 4}, {4, 0, 8, 4}, {}, {}, {}, {}},
+      {"an image that coordinates cannot name", {200000, 4}, {4, 4}, {}, {}, {}, {}, {}},
+      {"a step below the finest", {131071, 4}, {1, 4}, {}, {0, 0, 1, 4}, {}, {}, {}},
+      {"a step beyond the coarsest", {4, 4}, {131071, 4}, {0, 0, 0.0625, 1}, {}, {}, {}, {}},
+      {"no image", {0, 4}, {4, 4}, {}, {}, {}, {}, {}},
   };
   for (const PrepareCase& c : cases) {
+    SCOPED_TRACE(c.what);
     QvSubpixelParam p;
-    const RECT none = {};
-    const auto given = [&](const RECT& r) { return memcmp(&r, &none, sizeof r) == 0 ? nullptr : &r; };
-    const int32_t result = QvPrepareSubpixelParam(&p, nullptr, &c.dst, 0, given(c.dstRect), nullptr, &c.src,
-                                                  0, given(c.srcRect));
-    ASSERT_EQ(result, c.result) << c.what;
+    const RECT toRect = c.dstRect.fixed(), fromRect = c.srcRect.fixed();
+    const RECT target = c.target.fixed(), source = c.source.fixed();
+    const auto given = [](const RECT& r) { return r.right == 0 && r.bottom == 0 ? nullptr : &r; };
+    const int32_t result =
+        QvPrepareSubpixelParam(&p, nullptr, &c.dst, 0, given(toRect), nullptr, &c.src, 0, given(fromRect));
+    ASSERT_EQ(result, target.right == 0 ? 0 : 1);
     if (result == 0) continue;
-    EXPECT_EQ(memcmp(&p.targetRect, &c.target, sizeof(RECT)), 0) << c.what;
-    EXPECT_EQ(memcmp(&p.sourceClipped, &c.source, sizeof(RECT)), 0) << c.what << p.sourceClipped.right;
-    EXPECT_EQ(p.endStepX, c.endX) << c.what;
-    EXPECT_EQ(p.endStepY, c.endY) << c.what;
-    EXPECT_EQ(p.pixelStepX, c.stepX) << c.what;
-    EXPECT_EQ(p.pixelStepY, c.stepY) << c.what;
+    EXPECT_EQ(memcmp(&p.targetRect, &target, sizeof(RECT)), 0);
+    EXPECT_EQ(memcmp(&p.sourceClipped, &source, sizeof(RECT)), 0) << p.sourceClipped.right;
+    EXPECT_EQ((Steps{p.endStepX, p.endStepY, p.pixelStepX, p.pixelStepY}), c.steps);
   }
 }
 
@@ -578,10 +524,9 @@ TEST(ScaleCopy, StretchesBytesAndFloats) {
                           &rects[1], static_cast<uint32_t>(from.stride()), flags, 0.0, 0.0),
                 0);
       const Rows source(from), target(same);
-      const auto entry = subpixel ? (mode.cubic ? QvDibScale_BiCubicSubPixel : QvDibScale_BilinearSubPixel)
-                                  : (mode.cubic ? QvDibScale_BiCubic : QvDibScale_Bilinear);
-      entry(target.top, &target.size, target.stride, &rects[0], source.top, &source.size, source.stride,
-            &rects[1], pair[0] == QVPT_RGBAF128 ? 16 : 4, mode.area, mode.replace);
+      entryOf(subpixel, mode)(target.top, &target.size, target.stride, &rects[0], source.top, &source.size,
+                              source.stride, &rects[1], pair[0] == QVPT_RGBAF128 ? 16 : 4, mode.area,
+                              mode.replace);
       EXPECT_EQ(to.bytes(), same.bytes()) << pair[0] << " mode " << bits;
     }
   }
