@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -203,26 +204,17 @@ TEST_F(Errors, DetailsBelongToOneThreadUnlessTheCodeIsTheSame) {
 }
 
 TEST_F(Errors, DetailsAreBounded) {
-  const WText most(8189, 'x');
-  struct Case {
-    const WText& text;
-    bool formatted;
-    HRESULT status;
-  };
-  const WText tooMuch = most + TEXT("x"), farTooMuch(20000, 'x');
-  const Case cases[] = {{most, false, 0},
-                        {most, true, 0},
-                        {tooMuch, false, E_FAIL},
-                        {tooMuch, true, E_FAIL},
-                        {farTooMuch, true, E_FAIL}};
-  for (const Case& each : cases) {
-    QvErrorHandler_DetailsInit();
-    const HRESULT status =
-        each.formatted ? QvErrorHandler_DetailsAddString(qv::kReadFailed, TEXT("%s"), each.text.c_str())
-                       : QvErrorHandler_DetailsAddString(qv::kReadFailed, each.text.c_str());
-    EXPECT_EQ(each.status, status) << each.text.size();
-    // Nothing fits behind the most; what didn't fit changed nothing.
-    EXPECT_EQ(each.status == 0 ? E_FAIL : 0, QvErrorHandler_DetailsAddString(qv::kBadFormat, TEXT("")));
+  for (const size_t length : {8189, 8190, 20000}) {
+    for (const bool formatted : {false, true}) {
+      const WText text(length, 'x');
+      QvErrorHandler_DetailsInit();
+      const HRESULT status = formatted
+                                 ? QvErrorHandler_DetailsAddString(qv::kReadFailed, TEXT("%s"), text.c_str())
+                                 : QvErrorHandler_DetailsAddString(qv::kReadFailed, text.c_str());
+      EXPECT_EQ(length == 8189 ? 0 : E_FAIL, status) << length << " " << formatted;
+      // Nothing fits behind the most; what didn't fit changed nothing.
+      EXPECT_EQ(length == 8189 ? E_FAIL : 0, QvErrorHandler_DetailsAddString(qv::kBadFormat, TEXT("")));
+    }
   }
 }
 
@@ -314,13 +306,21 @@ std::string hexAddress(uintptr_t address) {
   return text;
 }
 
-std::string dump(EXCEPTION_RECORD record, uint32_t parts, int32_t size = 4096, const char* name = "Reader") {
-  EXCEPTION_POINTERS pointers = {&record, nullptr};
+// What `write` puts into a buffer of a size, held against its answer.
+template <typename Write>
+std::string written(int32_t size, Write write) {
   std::string text(static_cast<size_t>(size) + 1, '#');
-  const int32_t written = QvErrorHandler_DumpExceptionRecord(text.data(), size, name, &pointers, parts);
+  const int32_t length = write(text.data());
   EXPECT_EQ('#', text.back());
-  EXPECT_EQ(strlen(text.c_str()), static_cast<size_t>(written));
+  EXPECT_EQ(strlen(text.c_str()), static_cast<size_t>(length));
   return text.c_str();
+}
+
+std::string dump(EXCEPTION_RECORD record, uint32_t parts, int32_t size = 4096) {
+  EXCEPTION_POINTERS pointers = {&record, nullptr};
+  return written(size, [&](char* text) {
+    return QvErrorHandler_DumpExceptionRecord(text, size, "Reader", &pointers, parts);
+  });
 }
 
 EXCEPTION_RECORD exceptionRecord(DWORD code, DWORD parameters, ULONG_PTR kind = 0, ULONG_PTR target = 0) {
@@ -340,16 +340,16 @@ TEST_F(Errors, AnExceptionIsDescribed) {
     const char* line;
   };
   const Case cases[] = {
-      {exceptionRecord(0xc0000005, 2, 0, 0x10),
-       "Exception 0xC0000005 (access violation) READ:0x0000000000000010"},
+      {exceptionRecord(0xc0000005, 2, 0, 0x10), "C0000005 (access violation) READ:0x0000000000000010"},
       {exceptionRecord(0xc0000005, 2, 1, ~ULONG_PTR{0}),
-       "Exception 0xC0000005 (access violation) WRITE:0xFFFFFFFFFFFFFFFF"},
-      {exceptionRecord(0xc0000006, 3, 1, 1), "Exception 0xC0000006 (in page error)"},
-      {exceptionRecord(0xc0000094, 0), "Exception 0xC0000094 (integer divide by zero)"},
-      {exceptionRecord(0xc000013a, 0), "Exception 0xC000013A (control+c exit)"},
-      {exceptionRecord(0x17, 0), "Exception 0x17 (Unknown Type)"},
+       "C0000005 (access violation) WRITE:0xFFFFFFFFFFFFFFFF"},
+      {exceptionRecord(0xc0000006, 3, 1, 1), "C0000006 (in page error)"},
+      {exceptionRecord(0xc0000094, 0), "C0000094 (integer divide by zero)"},
+      {exceptionRecord(0xc000013a, 0), "C000013A (control+c exit)"},
+      {exceptionRecord(0x17, 0), "17 (Unknown Type)"},
   };
-  for (const Case& each : cases) EXPECT_EQ(each.line + ip, dump(each.record, QVEXCEPTION_RECORD));
+  const auto line = [&](const Case& each) { return std::string("Exception 0x") + each.line + ip; };
+  for (const Case& each : cases) EXPECT_EQ(line(each), dump(each.record, QVEXCEPTION_RECORD));
 
   const std::string module = dump(cases[0].record, QVEXCEPTION_MODULE);
   EXPECT_EQ(0u, module.find("In Module '"));
@@ -358,7 +358,7 @@ TEST_F(Errors, AnExceptionIsDescribed) {
   snprintf(id, sizeof(id), "%X", static_cast<unsigned>(GetCurrentThreadId()));
   const std::string thread = std::string("Thread: Reader ID=0x") + id + " Stack=\r\n";
   EXPECT_EQ(thread, dump(cases[0].record, QVEXCEPTION_THREAD));
-  EXPECT_EQ(cases[0].line + ip + module + thread, dump(cases[0].record, 0));
+  EXPECT_EQ(line(cases[0]) + module + thread, dump(cases[0].record, 0));
 }
 
 // Whatever the room: terminated, never beyond it, and nothing begun with fewer than 50 bytes left.
@@ -402,11 +402,7 @@ TEST_F(Errors, TheFilterTellsReporterAndUser) {
 using HexDump = int32_t (*)(char* buffer, int32_t size, const void* data, int32_t count);
 
 std::string hexDump(HexDump function, const void* data, int32_t count, int32_t size = 4096) {
-  std::string text(static_cast<size_t>(size) + 1, '#');
-  const int32_t written = function(text.data(), size, data, count);
-  EXPECT_EQ('#', text.back());
-  EXPECT_EQ(strlen(text.c_str()), static_cast<size_t>(written));
-  return text.c_str();
+  return written(size, [&](char* text) { return function(text, size, data, count); });
 }
 
 TEST_F(Errors, MemoryInHexadecimalDigits) {
@@ -443,10 +439,7 @@ TEST_F(Errors, ADumpFitsItsBuffer) {
     const std::string whole = hexDump(function, data.data(), 100, 8000);
     for (int32_t size = 1; size < 300; ++size) {
       const std::string text = hexDump(function, data.data(), 100, size);
-      EXPECT_EQ(whole.substr(0, text.size()), text);
-      if (size < 50) {
-        EXPECT_EQ("", text);
-      }
+      EXPECT_EQ(whole.substr(0, size < 50 ? 0 : text.size()), text);
     }
   }
 }
@@ -458,43 +451,37 @@ TEST(ErrorTranslation, SystemNumbersBecomeStatuses) {
     uint32_t status;
     std::vector<DWORD> errors;
   };
-  const Case system[] = {
-      {0, {0}},
-      {0x80070057, {1}},
-      {0x8004e00a, {2, 3, 126, 127}},
-      {0x8004e026, {4}},
-      {0x80070005, {5}},
-      {0x80070006, {6}},
-      {0x8007000e, {14, 84}},
-      {0x800404b0, {15}},
-      {0x8004e05a, {32}},
-      {0x8004e002, {39, 112}},
-      {0x8004e032, {80}},
-      {0x8004e007, {110}},
-      {0x80004001, {120}},
-      {0x8004e00d, {123}},
-      {0x8004e005, {170}},
-      {0x8004e170, {183}},
-      {0x80004005, {7, 8, 13, 87, 122, 184, 1000, 0xffffffff}},
-  };
-  const Case dialogs[] = {
-      {0, {0}},
-      {0x80070057, {1, 3, 4, 11, 12291, 16385, 65535}},
-      {0x8007000e, {2, 5, 7, 8, 9, 10, 12289}},
-      {0x8004e00e, {6}},
-      {0x8004e00d, {12290}},
-      {0x80004005, {12, 12288, 65536}},
-  };
-  for (const Case& each : system) {
-    for (const DWORD error : each.errors) {
-      EXPECT_EQ(static_cast<HRESULT>(each.status), QvErrorHandler_TranslateWin32Error(error)) << error;
+  const Case system[] = {{0, {0}},
+                         {0x80070057, {1}},
+                         {0x8004e00a, {2, 3, 126, 127}},
+                         {0x8004e026, {4}},
+                         {0x80070005, {5}},
+                         {0x80070006, {6}},
+                         {0x8007000e, {14, 84}},
+                         {0x800404b0, {15}},
+                         {0x8004e05a, {32}},
+                         {0x8004e002, {39, 112}},
+                         {0x8004e032, {80}},
+                         {0x8004e007, {110}},
+                         {0x80004001, {120}},
+                         {0x8004e00d, {123}},
+                         {0x8004e005, {170}},
+                         {0x8004e170, {183}},
+                         {0x80004005, {7, 8, 13, 87, 122, 184, 1000, 0xffffffff}}};
+  const Case dialogs[] = {{0, {0}},
+                          {0x80070057, {1, 3, 4, 11, 12291, 16385, 65535}},
+                          {0x8007000e, {2, 5, 7, 8, 9, 10, 12289}},
+                          {0x8004e00e, {6}},
+                          {0x8004e00d, {12290}},
+                          {0x80004005, {12, 12288, 65536}}};
+  const auto expectAll = [](std::span<const Case> cases, HRESULT (*translate)(DWORD)) {
+    for (const Case& each : cases) {
+      for (const DWORD error : each.errors)
+        EXPECT_EQ(static_cast<HRESULT>(each.status), translate(error)) << error;
     }
-  }
-  for (const Case& each : dialogs) {
-    for (const DWORD error : each.errors) {
-      EXPECT_EQ(static_cast<HRESULT>(each.status), QvErrorHandler_TranslateCommDlgError(error)) << error;
-    }
-  }
+  };
+  expectAll(system, QvErrorHandler_TranslateWin32Error);
+  expectAll(dialogs, QvErrorHandler_TranslateCommDlgError);
 }
 
 }  // namespace

@@ -16,7 +16,8 @@ using Text = std::basic_string<WCHAR>;
 
 constexpr const WCHAR* kApplication = TEXT("Metric Test");
 constexpr uint32_t kVersion = 0x02050000;
-constexpr const WCHAR* kAppKey = TEXT("Software\\Halden Media Works\\Metric Test\\2.5");
+const Text kOwnKey = TEXT("Software\\Halden Media Works\\Metric Test");
+const Text kAppKey = kOwnKey + TEXT("\\2.5");
 constexpr HRESULT kTooSmall = static_cast<HRESULT>(0x8004e03cu);
 constexpr HRESULT kPathTooLong = static_cast<HRESULT>(0x800700ceu);
 
@@ -30,12 +31,12 @@ bool keyExists(HKEY hive, const Text& path) {
 class Metric : public testing::Test {
  protected:
   void SetUp() override {
-    QvRegDeleteKey(HKEY_CURRENT_USER, TEXT("Software\\Halden Media Works\\Metric Test"));
+    QvRegDeleteKey(HKEY_CURRENT_USER, kOwnKey.c_str());
     ASSERT_EQ(kOk, QvMetric_Open(&metrics, kApplication, kVersion, nullptr));
   }
   void TearDown() override {
     EXPECT_EQ(kOk, QvMetric_Close(metrics));
-    QvRegDeleteKey(HKEY_CURRENT_USER, TEXT("Software\\Halden Media Works\\Metric Test"));
+    QvRegDeleteKey(HKEY_CURRENT_USER, kOwnKey.c_str());
     setDefaultMetric(nullptr);
   }
 
@@ -47,8 +48,7 @@ class Metric : public testing::Test {
   }
   // What stands under a name: its type and size, or -1.
   std::pair<int64_t, int64_t> stored(const WCHAR* name) {
-    DWORD type = 0;
-    DWORD size = 0;
+    DWORD type = 0, size = 0;
     if (RegQueryValueExW(metrics->key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS)
       return {-1, -1};
     return {type, size};
@@ -108,7 +108,7 @@ TEST_F(Metric, KeysStandWhereTheVersionSays) {
   };
   for (const auto& each : cases) {
     HQVMETRIC other = nullptr;
-    const Text path = TEXT("Software\\Halden Media Works\\Metric Test") + each.path;
+    const Text path = kOwnKey + each.path;
     EXPECT_EQ(kOk, QvMetric_Open(&other, kApplication, each.version, each.subKey));
     EXPECT_EQ(path, other->keyPath);
     EXPECT_TRUE(keyExists(HKEY_CURRENT_USER, path));
@@ -118,11 +118,10 @@ TEST_F(Metric, KeysStandWhereTheVersionSays) {
 }
 
 TEST_F(Metric, ASubKeyOfASubKeyIsItsSibling) {
-  HQVMETRIC first = nullptr;
-  HQVMETRIC second = nullptr;
+  HQVMETRIC first = nullptr, second = nullptr;
   ASSERT_EQ(kOk, QvMetric_OpenSubKey(&first, metrics, TEXT("One")));
   ASSERT_EQ(kOk, QvMetric_OpenSubKey(&second, first, TEXT("Two")));
-  EXPECT_EQ(Text(kAppKey) + TEXT("\\Metrics\\Two"), second->keyPath);
+  EXPECT_EQ(kAppKey + TEXT("\\Metrics\\Two"), second->keyPath);
   EXPECT_EQ(kOk, QvSetMetric(first, 1, 11));
   EXPECT_EQ(0, QvGetMetric(second, 1));
   QvMetric_Close(first);
@@ -171,15 +170,14 @@ TEST_F(Metric, BytesFillTheBufferOrClearIt) {
       {3, 8, 0, kNothing, 0, std::string(8, '\0')},
   };
   for (const auto& each : cases) {
-    char buffer[9] = "????????";
+    SCOPED_TRACE(&each - cases);
+    const std::string expected = each.buffer + std::string(8 - each.size, '?');
+    std::string plain(8, '?'), extended(8, '?');
     uint32_t size = 77;
-    EXPECT_EQ(each.read, QvGetMetricBinary(metrics, each.number, buffer, each.size));
-    EXPECT_EQ(each.buffer + std::string(8 - each.size, '?'), std::string(buffer, 8)) << (&each - cases);
-    memset(buffer, '?', 8);
-    EXPECT_EQ(each.status, QvGetMetricBinaryEx(metrics, each.number, buffer, each.size, &size))
-        << (&each - cases);
-    EXPECT_EQ(each.sizeOut, size) << (&each - cases);
-    EXPECT_EQ(each.buffer + std::string(8 - each.size, '?'), std::string(buffer, 8)) << (&each - cases);
+    EXPECT_EQ(each.read, QvGetMetricBinary(metrics, each.number, plain.data(), each.size));
+    EXPECT_EQ(each.status, QvGetMetricBinaryEx(metrics, each.number, extended.data(), each.size, &size));
+    EXPECT_EQ(each.sizeOut, size);
+    EXPECT_EQ(std::pair(expected, expected), std::pair(plain, extended));
   }
   uint32_t size = 0;
   EXPECT_EQ(kOk, QvGetMetricBinaryEx(metrics, 1, nullptr, 0, &size));
@@ -308,13 +306,12 @@ TEST_F(Metric, TextsComeWithTheirLengthOrTheDefault) {
       {6, 8, TEXT("def"), 1, 3, TEXT("def")},     {7, 1, TEXT("def"), 0, 0, TEXT("")},
   };
   for (const auto& each : cases) {
-    WCHAR buffer[9];
-    memset(buffer, '?', sizeof(buffer));
-    EXPECT_EQ(each.length, QvGetMetricStringEx(metrics, each.number, buffer, each.capacity, each.otherwise,
-                                               each.keepEmpty))
-        << (&each - cases);
-    EXPECT_EQ(each.text, buffer) << (&each - cases);
-    EXPECT_EQ(0x3f3f, static_cast<int>(buffer[each.capacity])) << (&each - cases);
+    SCOPED_TRACE(&each - cases);
+    Text buffer(9, '?');
+    EXPECT_EQ(each.length, QvGetMetricStringEx(metrics, each.number, buffer.data(), each.capacity,
+                                               each.otherwise, each.keepEmpty));
+    EXPECT_EQ(each.text, buffer.c_str());
+    EXPECT_EQ('?', buffer[each.capacity]);
   }
   WCHAR buffer[8] = {};
   EXPECT_EQ(3u, QvGetMetricStringEx(nullptr, 1, buffer, 8, TEXT("def"), 0));
@@ -362,15 +359,13 @@ TEST_F(Metric, AnyReadsTheBareNumberWhateverItsType) {
       {REG_MULTI_SZ, Text(TEXT("a\0\0"), 3), 7, 8, kNotFound, 77, Text(TEXT("a\0\0?"), 4)},
   };
   for (const auto& each : cases) {
+    SCOPED_TRACE(&each - cases);
     plant(TEXT("5"), each.storedType, (each.data + TEXT("!")).data(), each.data.size() * sizeof(WCHAR));
     Text buffer(4, '?');
     uint32_t size = 77;
-    EXPECT_EQ(each.status, QvGetMetricAny(metrics, 5, each.type, buffer.data(), each.size, &size))
-        << (&each - cases);
-    EXPECT_EQ(each.sizeOut, size) << (&each - cases);
-    if (!each.buffer.empty()) {
-      EXPECT_EQ(each.buffer, buffer) << (&each - cases);
-    }
+    EXPECT_EQ(each.status, QvGetMetricAny(metrics, 5, each.type, buffer.data(), each.size, &size));
+    EXPECT_EQ(each.sizeOut, size);
+    EXPECT_EQ(each.buffer.empty() ? buffer : each.buffer, buffer);
   }
   uint32_t size = 77;
   EXPECT_EQ(kOk, QvGetMetricAny(metrics, 6, 1, nullptr, 0, &size)) << "missing";
@@ -456,19 +451,18 @@ void makeKey(HKEY hive, const Text& path) {
 }
 
 TEST_F(Metric, DeletionTakesWhatItNamesFromTheHivesItNames) {
-  const Text app = kAppKey;
-  const Text sub = app + TEXT("\\Metrics\\List");
-  const Text neighbour = TEXT("Software\\Halden Media Works\\Metric Test\\2.6");
+  const Text sub = kAppKey + TEXT("\\Metrics\\List"), neighbour = kOwnKey + TEXT("\\2.6");
   const struct {
     HRESULT (*run)();
-    bool machineApp, machineSub, userApp, userSub;
+    const char*
+        left;  // the application's key and the one below it, of the machine (A, S) and the user (a, s)
   } cases[] = {
-      {[] { return QvMetric_DeleteKey(kApplication, kVersion, TEXT("List")); }, true, false, true, false},
-      {[] { return QvMetric_DeleteKey(kApplication, kVersion, nullptr); }, true, false, true, false},
-      {[] { return QvMetric_DeleteUserMetrics(kApplication, kVersion); }, true, true, false, false},
-      {[] { return QvMetric_DeleteAll(kApplication, kVersion); }, false, false, false, false},
-      {[] { return QvMetric_DeleteAll(TEXT(""), kVersion); }, true, true, true, true},
-      {[] { return QvMetric_DeleteAll(TEXT("Nobody"), kVersion); }, true, true, true, true},
+      {[] { return QvMetric_DeleteKey(kApplication, kVersion, TEXT("List")); }, "A a "},
+      {[] { return QvMetric_DeleteKey(kApplication, kVersion, nullptr); }, "A a "},
+      {[] { return QvMetric_DeleteUserMetrics(kApplication, kVersion); }, "AS  "},
+      {[] { return QvMetric_DeleteAll(kApplication, kVersion); }, "    "},
+      {[] { return QvMetric_DeleteAll(TEXT(""), kVersion); }, "ASas"},
+      {[] { return QvMetric_DeleteAll(TEXT("Nobody"), kVersion); }, "ASas"},
   };
   for (const auto& each : cases) {
     makeKey(HKEY_CURRENT_USER, neighbour);
@@ -476,13 +470,15 @@ TEST_F(Metric, DeletionTakesWhatItNamesFromTheHivesItNames) {
       makeKey(hive, sub + TEXT("\\deep\\deeper"));
     makeKey(HKEY_CURRENT_USER, sub + TEXT("\\another"));
     EXPECT_EQ(kOk, each.run());
-    EXPECT_EQ(each.machineApp, keyExists(HKEY_LOCAL_MACHINE, app)) << (&each - cases);
-    EXPECT_EQ(each.machineSub, keyExists(HKEY_LOCAL_MACHINE, sub)) << (&each - cases);
-    EXPECT_EQ(each.userApp, keyExists(HKEY_CURRENT_USER, app)) << (&each - cases);
-    EXPECT_EQ(each.userSub, keyExists(HKEY_CURRENT_USER, sub)) << (&each - cases);
+    const auto mark = [](HKEY hive, const Text& path, char letter) {
+      return keyExists(hive, path) ? letter : ' ';
+    };
+    const std::string left = {mark(HKEY_LOCAL_MACHINE, kAppKey, 'A'), mark(HKEY_LOCAL_MACHINE, sub, 'S'),
+                              mark(HKEY_CURRENT_USER, kAppKey, 'a'), mark(HKEY_CURRENT_USER, sub, 's')};
+    EXPECT_EQ(each.left, left) << (&each - cases);
     EXPECT_TRUE(keyExists(HKEY_CURRENT_USER, neighbour));
   }
-  QvRegDeleteKey(HKEY_LOCAL_MACHINE, TEXT("Software\\Halden Media Works\\Metric Test"));
+  QvRegDeleteKey(HKEY_LOCAL_MACHINE, kOwnKey.c_str());
   EXPECT_EQ(1, QvRegDeleteKey(HKEY_CURRENT_USER, TEXT("Software\\Nobody's Key")));
   for (const WCHAR* none : {TEXT(""), static_cast<const WCHAR*>(nullptr)})
     EXPECT_EQ(0, QvRegDeleteKey(metrics->key, none));
