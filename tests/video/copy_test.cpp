@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <array>
 
 #include "qv/frame/status.h"
 #include "qv/video/kernels.h"
@@ -33,6 +33,12 @@ class Inverse {
  private:
   void* table_ = nullptr;
 };
+
+HRESULT fade(Picture& picture, const RECT* rect, const QVRGBAFLOAT& colour, float amount, int32_t keepAlpha,
+             uint32_t flags = 0) {
+  return QvDibFadeToColor(picture.header(), picture.first(), rect, static_cast<uint32_t>(picture.stride()),
+                          &colour, amount, keepAlpha, flags);
+}
 
 HRESULT copy(Picture& to, const RECT* toRect, Picture& from, const RECT* fromRect, uint32_t flags,
              double toGamma = 0.0, double fromGamma = 0.0) {
@@ -182,27 +188,23 @@ TEST(Copy, ClipsPairsOfRectangles) {
       {{0, 0, 50, 50}, {20, 20, 10, 10}, {}, {}, {-20, -20, 10, 10}},
       {{INT32_MIN, 0, INT32_MAX, 50}, {0, 0, 100, 100}, {0, 0, 50, 50}, {}, {}},
   };
+  const auto sides = [](const RECT& r) { return std::array{r.left, r.top, r.right, r.bottom}; };
   Picture from(QVPT_GRAY8, 100, 100, 1), to(QVPT_GRAY8, 50, 50, 1);
   for (const Row& row : rows) {
     RECT d, s, clip;
     QvDibPrepareRects(to.header(), &d, &row.dst, from.header(), &s, &row.src, &clip);
-    if (row.dst.left == INT32_MIN) {  // only that nothing overflows
-      EXPECT_EQ(memcmp(&d, &row.dstOut, sizeof d), 0);
-      continue;
-    }
-    EXPECT_EQ(memcmp(&d, &row.dstOut, sizeof d), 0)
-        << d.left << " " << d.top << " " << d.right << " " << d.bottom;
-    EXPECT_EQ(memcmp(&s, &row.srcOut, sizeof s), 0)
-        << s.left << " " << s.top << " " << s.right << " " << s.bottom;
+    EXPECT_EQ(sides(d), sides(row.dstOut));
+    if (row.dst.left == INT32_MIN) continue;  // only that nothing overflows
+    EXPECT_EQ(sides(s), sides(row.srcOut));
     if (row.srcOut.right != 0) {
-      EXPECT_EQ(memcmp(&clip, &row.clip, sizeof clip), 0) << clip.left << " " << clip.right;
+      EXPECT_EQ(sides(clip), sides(row.clip));
     }
   }
   RECT d, s, clip;
   QvDibPrepareRects(to.header(), &d, nullptr, from.header(), &s, nullptr, &clip);
   EXPECT_EQ(s.right, 100);
   EXPECT_EQ(d.bottom, 50);
-  EXPECT_EQ(clip.left | clip.top | clip.right | clip.bottom, 0);
+  EXPECT_EQ(sides(clip), sides({}));
 }
 
 TEST(Copy, Refusals) {
@@ -317,15 +319,12 @@ TEST(Copy, SubpixelEdgesAreMixedByCoverage) {
   for (int32_t y = 0; y < 6; ++y) memset(to.row(y), 0, 48);
   const RECT place = {kOne / 2, kOne, kOne * 9 / 2, kOne * 5 + kOne / 4};  // half a pixel at left and right
   ASSERT_EQ(copy(to, &place, from, nullptr, QVCOPY_SUBPIXEL | 4), 0);
-  const auto value = [&](int x, int y) { return to.read(x, y, true).red; };
-  EXPECT_EQ(value(0, 0), 0);
-  EXPECT_EQ(value(2, 1), 65535);
-  EXPECT_NEAR(value(2, 4), 65535, 16);  // four weights, each cut off
-  EXPECT_NEAR(value(0, 2), 32767, 2);
-  EXPECT_NEAR(value(4, 2), 32767, 2);
-  EXPECT_EQ(value(5, 2), 0);
-  EXPECT_NEAR(value(2, 5), 16383, 2);
-  EXPECT_NEAR(value(0, 5), 8191, 2);
+  const struct {
+    int x, y, red, slack;
+  } points[] = {{0, 0, 0, 0},     {2, 1, 65535, 0}, {2, 4, 65535, 16},  // four weights, each cut off
+                {0, 2, 32767, 2}, {4, 2, 32767, 2}, {5, 2, 0, 0},      {2, 5, 16383, 2}, {0, 5, 8191, 2}};
+  for (const auto& at : points)
+    EXPECT_NEAR(to.read(at.x, at.y, true).red, at.red, at.slack) << at.x << "," << at.y;
   // Below interpolating quality fractions are cut off.
   Picture cut(QVPT_RGBA64, 6, 6, 2);
   ASSERT_EQ(copy(cut, &place, from, nullptr, QVCOPY_SUBPIXEL | 2), 0);
@@ -391,11 +390,8 @@ TEST(Fill, EveryTypeAndPlace) {
         for (int32_t y = 0; y < 4; ++y) {
           std::vector<uint8_t> row(picture.row(y), picture.row(y) + (t.bits * (width + 5) + 7) / 8);
           for (int32_t x = left; x < left + width && (y == 1 || y == 2); ++x) {
-            QVPIXEL64 v;
-            uint16_t channels[4];
-            for (int i = 0; i < 4; ++i) channels[i] = static_cast<uint16_t>(colour[i] * 65535.0f);
-            memcpy(&v, channels, 8);
-            test::slowWrite(t.type, row.data(), x, v,
+            const auto wide = [&](int i) { return static_cast<uint16_t>(colour[i] * 65535.0f); };
+            test::slowWrite(t.type, row.data(), x, {wide(0), wide(1), wide(2), wide(3)},
                             t.type == QVPT_PAL4 ? inverse4.table() : inverse8.table());
             for (int i = 0; i < 4 && isBytes(t.type) && i < static_cast<int>(t.bits / 8); ++i) {
               row[static_cast<size_t>(x) * t.bits / 8 + i] = static_cast<uint8_t>(colour[i] * 255.0f);
@@ -443,9 +439,7 @@ TEST(Fade, BytesFollowTheFormulaAtEveryLevel) {
         for (const int32_t keepAlpha : {0, 1}) {
           Picture picture(QVPT_RGBA32, width, 3, 8, true), old(QVPT_RGBA32, width, 3, 8, true);
           const QVRGBAFLOAT colour = {0.2f, 1.0f, 0.0f, 0.5f};
-          ASSERT_EQ(QvDibFadeToColor(picture.header(), picture.first(), nullptr,
-                                     static_cast<uint32_t>(picture.stride()), &colour, amount, keepAlpha, 0),
-                    0);
+          ASSERT_EQ(fade(picture, nullptr, colour, amount, keepAlpha), 0);
           const int32_t target[4] = {51, 255, 0, 127};
           const int32_t a = static_cast<int32_t>(std::min(amount, 1.0f) * 16384.0f) * 255 / 16384;
           for (int32_t y = 0; y < 3; ++y) {
@@ -468,17 +462,14 @@ TEST(Fade, EdgesFloatsAndRefusals) {
   const QVRGBAFLOAT white = {1, 1, 1, 1};
   const RECT half = {kOne / 2, 0, 3 * kOne + kOne / 4, kOne};
   ASSERT_EQ(QvDibFadeToColor(bytes.header(), bytes.first(), &half, 0, &white, 1.0f, 0, QVCOPY_SUBPIXEL), 0);
-  EXPECT_EQ(bytes.row(0)[0], 127);
-  EXPECT_EQ(bytes.row(0)[4], 255);
-  EXPECT_EQ(bytes.row(0)[12], 63);
+  EXPECT_EQ((std::array{bytes.row(0)[0], bytes.row(0)[4], bytes.row(0)[12]}),
+            (std::array<uint8_t, 3>{127, 255, 63}));
   const RECT inside = {kOne + kOne / 4, 0, kOne + kOne / 2, kOne};  // within one pixel
   memset(bytes.row(0), 0, 16);
   ASSERT_EQ(QvDibFadeToColor(bytes.header(), bytes.first(), &inside, 0, &white, 1.0f, 0, QVCOPY_SUBPIXEL), 0);
   EXPECT_EQ(bytes.row(0)[4], 63);
   memset(floats.row(0), 0, 64);
-  ASSERT_EQ(QvDibFadeToColor(floats.header(), floats.first(), nullptr, static_cast<uint32_t>(floats.stride()),
-                             &white, 0.5f, 1, 0),
-            0);
+  ASSERT_EQ(fade(floats, nullptr, white, 0.5f, 1), 0);
   float pixel[4];
   memcpy(pixel, floats.row(0), 16);
   EXPECT_EQ(pixel[0], 0.5f);
@@ -515,12 +506,11 @@ TEST(Quantiser, GrowsLikeAScanOfTheWholeCube) {
         if (generation[static_cast<size_t>(cell)] != current - 1) continue;
         const int r = cell / 1024, g = cell / 32 % 32, b = cell % 32;
         const uint8_t index = table[static_cast<size_t>(cell)];
-        take(r - 1, g, b, index);
-        take(r, g - 1, b, index);
-        take(r, g, b - 1, index);
-        take(r + 1, g, b, index);
-        take(r, g + 1, b, index);
-        take(r, g, b + 1, index);
+        for (const int step : {-1, 1}) {
+          take(r + step, g, b, index);
+          take(r, g + step, b, index);
+          take(r, g, b + step, index);
+        }
       }
     }
     const Inverse inverse(header);

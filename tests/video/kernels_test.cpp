@@ -19,6 +19,17 @@ QvXchgContext bound(int32_t dst, int32_t src, uint32_t mode, const QvBlendReques
   return context;
 }
 
+// With both ends of a row and the tables of palette types.
+QvXchgContext bound(int32_t dst, int32_t src, uint32_t mode, const uint8_t* in, uint8_t* out,
+                    const std::vector<uint8_t>& palette, const std::vector<uint8_t>& inverse) {
+  QvXchgContext c = bound(dst, src, mode);
+  c.readPtr = in;
+  c.writePtr = out;
+  c.srcPalette = palette.data();
+  c.inverseTable = inverse.data();
+  return c;
+}
+
 TEST(Selection, RouteAndModeWord) {
   struct Row {
     int32_t dst, src;
@@ -69,32 +80,20 @@ TEST(Kernels, ReadAndWriteEveryType) {
         random.fill(out.data(), bytes);
         test::plausibleFloats(t.type, in.data(), bytes, 4);
         std::vector<uint8_t> expected(out.data(), out.data() + bytes);
-        QvXchgContext c = bound(t.type, t.type, mode);
-        c.readPtr = in.data();
-        c.writePtr = out.data();
-        c.srcPalette = palette.data();
-        c.inverseTable = inverse.data();
+        QvXchgContext c = bound(t.type, t.type, mode, in.data(), out.data(), palette, inverse);
         int64_t x = 0;
-        const auto check = [&](int pixels) {
+        const auto step = [&](auto read, auto write, int pixels) {
+          read(&c);
           for (int i = 0; i < pixels; ++i, ++x) {
             const QVPIXEL64 slow = test::slowRead(t.type, in.data(), x, mode == 0x30, palette.data());
             EXPECT_TRUE(test::same(c.pivot.pixels[i], slow)) << t.type << " at " << x;
             test::slowWrite(t.type, expected.data(), x, slow, inverse.data());
           }
+          write(&c);
         };
-        c.read1(&c);
-        check(1);
-        c.write1(&c);
-        for (int i = 0; i < 2; ++i) {
-          c.read4(&c);
-          check(4);
-          c.write4(&c);
-        }
-        while (x < n) {
-          c.read1(&c);
-          check(1);
-          c.write1(&c);
-        }
+        step(c.read1, c.write1, 1);
+        for (int i = 0; i < 2; ++i) step(c.read4, c.write4, 4);
+        while (x < n) step(c.read1, c.write1, 1);
         EXPECT_EQ(memcmp(expected.data(), out.data(), bytes), 0) << t.type;
         EXPECT_FALSE(in.spoiled() || out.spoiled());
       }
@@ -108,12 +107,8 @@ TEST(Kernels, ByteAndFloatRoutes) {
   const std::vector<uint8_t> in = random.bytes(64);
   for (const int32_t src : {QVPT_PAL8, QVPT_RGB24, QVPT_RGB32}) {
     for (const int32_t dst : {QVPT_PAL8, QVPT_RGB24, QVPT_RGBA32}) {
-      QvXchgContext c = bound(dst, src, 3);
       std::vector<uint8_t> out(64), expected(64);
-      c.readPtr = in.data();
-      c.writePtr = out.data();
-      c.srcPalette = palette.data();
-      c.inverseTable = inverse.data();
+      QvXchgContext c = bound(dst, src, 3, in.data(), out.data(), palette, inverse);
       c.read4(&c);
       c.write4(&c);
       c.read1(&c);
@@ -323,11 +318,10 @@ TEST(Blend, WidthsRoundingAndTables) {
     QvXchgContext c = bound(QVPT_RGB32, QVPT_RGB32, row.mode, &request);
     ASSERT_EQ(c.route, row.route);
     const bool bytes = row.route == QVXCHG_ROUTE_BYTES;
-    for (int k = 0; k < 4; ++k) {
-      c.pivot.bytes[0][k] = static_cast<uint8_t>(row.a);
-      c.pivot.bytes[1][k] = static_cast<uint8_t>(row.b);
-    }
-    if (!bytes) {
+    if (bytes) {
+      memset(c.pivot.bytes[0], row.a, 4);
+      memset(c.pivot.bytes[1], row.b, 4);
+    } else {
       c.pivot.pixels[0] = {static_cast<uint16_t>(row.a), 0, 0, 0};
       c.pivot.pixels[1] = {static_cast<uint16_t>(row.b), 0, 0, 0};
     }
