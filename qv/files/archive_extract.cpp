@@ -1,6 +1,7 @@
 // Extraction: from the stored bytes to a file with its time and attributes, both checksums compared.
 #include "qv/files/detail/archive_extract.h"
 
+#include <stddef.h>
 #include <string.h>
 
 #include <algorithm>
@@ -51,7 +52,9 @@ class Target {
     SetFileTime(file_, &head.time, &head.time, &head.time);
     closeFile(file_);
     const DWORD attributes = entry_.header.attributes & kOrdinaryAttributes;
-    SetFileAttributesW(path_, attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
+    // A new file wants archiving from the start.
+    if (attributes != FILE_ATTRIBUTE_ARCHIVE)
+      SetFileAttributesW(path_, attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
     if (left() == 0 && crc_ == head.originalCrc && storedCrc == head.storedCrc) return kOk;
     return failed(archive_, QVARCHIVE_ERROR_CRC, step, kBadFormat, path_);
   }
@@ -142,11 +145,11 @@ HRESULT extractDeflated(Archive& archive, const CentralEntry& entry, StoredData&
   return target.finish(crc, kStep);
 }
 
-HRESULT extractFile(Archive& archive, const CentralEntry& entry, const Text& path) {
-  const DWORD attributes = GetFileAttributesW(path.c_str());
-  if (attributes != INVALID_FILE_ATTRIBUTES) {
+// `there`: the attributes of what stands at the path so far, if anything does.
+HRESULT extractFile(Archive& archive, const CentralEntry& entry, const Text& path, DWORD there) {
+  if (there != INVALID_FILE_ATTRIBUTES) {
     if ((archive.extractFlags & QVEXTRACT_OVERWRITE) == 0 && archive.progress != nullptr) {
-      const HRESULT answer = askOverwrite(archive, entry.name, (attributes & FILE_ATTRIBUTE_READONLY) != 0);
+      const HRESULT answer = askOverwrite(archive, entry.name, (there & FILE_ATTRIBUTE_READONLY) != 0);
       if (answer != kOk) return answer;
     }
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -222,19 +225,24 @@ bool StoredData::readWhole(void* buffer, uint32_t bytes) {
 
 HRESULT StoredData::checkHeader(const CentralEntry& entry) {
   const CentralHeader& central = entry.header;
-  LocalHeader local;
-  WCHAR name[kNameCapacity];
+  // The header and its name in one block: both lie as in the file.
+  struct {
+    LocalHeader header;
+    WCHAR name[kNameCapacity];
+  } found;
+  static_assert(offsetof(decltype(found), name) == sizeof(LocalHeader));
+  const LocalHeader& local = found.header;
+  const auto nameBytes =
+      static_cast<uint32_t>(std::min<size_t>(central.nameLength, kNameCapacity) * sizeof(WCHAR));
   const HRESULT status = seek(central.offset);
   if (FAILED(status)) return status;
-  if (!readWhole(&local, sizeof local)) return kReadFailed;
+  if (!readWhole(&found, sizeof local + nameBytes)) return kReadFailed;
   const bool same = local.signature == kLocalSignature &&
                     memcmp(&local.head, &central.head, sizeof local.head) == 0 &&
                     local.storedSize == central.storedSize && local.originalSize == central.originalSize &&
                     local.attributes == central.attributes && local.nameLength == central.nameLength &&
                     local.secondLength == central.secondLength && local.nameLength < kNameCapacity;
-  if (!same) return kBadFormat;
-  const auto bytes = static_cast<uint32_t>(local.nameLength * sizeof(WCHAR));
-  return readWhole(name, bytes) && memcmp(name, entry.name, bytes) == 0 ? kOk : kBadFormat;
+  return same && memcmp(found.name, entry.name, nameBytes) == 0 ? kOk : kBadFormat;
 }
 
 bool StoredData::read(void* buffer, uint32_t bytes, uint32_t* done) {
@@ -257,14 +265,15 @@ HRESULT extractEntry(Archive& archive, const CentralEntry& entry, const WCHAR* f
   if (whole.size() != entry.header.nameLength || !isContainedName(entry.name, whole.size()))
     return kMissingTarget;
   const WCHAR* name = nameOnly ? QvGetFileNamePtrW(entry.name) : entry.name;
-  if (leadsThroughLink(folder, name)) return kMissingTarget;
+  DWORD there = INVALID_FILE_ATTRIBUTES;
+  if (leadsThroughLink(folder, name, &there)) return kMissingTarget;
   Text path = folder;
   if (path.empty() || path.back() != '\\') path += '\\';
   path += name;
   // The data may be whole where the header before it isn't: it is extracted, and the damage reported.
   const HRESULT header = StoredData(archive).checkHeader(entry);
   HRESULT status = kOk;
-  if (!isFolder) status = extractFile(archive, entry, path);
+  if (!isFolder) status = extractFile(archive, entry, path, there);
   if (isFolder && header == kOk && !QvCreateDirectory(path.c_str(), nullptr)) status = kCannotCreateFile;
   if (status != kOk || header == kOk) return status;
   return failed(archive, QVARCHIVE_ERROR_CRC, TEXT("ExtractEntry"), kBadFormat, entry.name);

@@ -43,16 +43,18 @@ bool isContainedName(const WCHAR* name, size_t length) {
   }
 }
 
-bool leadsThroughLink(const WCHAR* folder, const WCHAR* name) {
+bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, DWORD* there) {
+  DWORD ignored = 0;
+  if (there == nullptr) there = &ignored;
   std::basic_string<WCHAR> path = folder;
   if (path.empty() || path.back() != '\\') path += '\\';
   const size_t base = path.size();
   path += name;
   for (size_t end = base; end < path.size();) {
     end = std::min(path.find('\\', end + 1), path.size());
-    const DWORD attributes = GetFileAttributesW(path.substr(0, end).c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES) return false;
-    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return true;
+    *there = GetFileAttributesW(path.substr(0, end).c_str());
+    if (*there == INVALID_FILE_ATTRIBUTES) return false;
+    if ((*there & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return true;
   }
   return false;
 }

@@ -83,6 +83,7 @@ int32_t QvCreateDirectory(const WCHAR* path, SECURITY_ATTRIBUTES* security) {
   const int32_t root = QvGetRootPathFromFilePath(path, part, kPathCapacity);
   if (root < kShortestRoot || root >= kPathCapacity || !isFolderAt(part)) return 0;
   if (View(path + root).find(TEXT("\\\\")) != View::npos || !write(path, part, kPathCapacity)) return 0;
+  if (isFolderAt(part)) return 1;  // one look, where the walk takes one for each folder above
   for (WCHAR* at = part + root; *at != 0; ++at) {
     WCHAR* end = at;
     while (*end != 0 && *end != '\\') ++end;

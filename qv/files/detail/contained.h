@@ -12,7 +12,8 @@ namespace qv::files {
 bool isContainedName(const WCHAR* name, size_t length);
 
 // Whether a folder or file on the way from `folder` to `folder\name` is a link, behind which the target would
-// lie anywhere. What doesn't exist is no link.
-bool leadsThroughLink(const WCHAR* folder, const WCHAR* name);
+// lie anywhere. What doesn't exist is no link. `there`, unless it is null, gets the attributes of what stands
+// at `folder\name`, INVALID_FILE_ATTRIBUTES for nothing.
+bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, DWORD* there = nullptr);
 
 }  // namespace qv::files

@@ -33,8 +33,12 @@ File::~File() {
 }
 
 mode_t File::kind() const {
+  mode_t kind = kind_.load(std::memory_order_relaxed);
+  if (kind != 0) return kind;
   struct stat facts;
-  return fstat(descriptor_, &facts) == 0 ? facts.st_mode & S_IFMT : 0;
+  kind = fstat(descriptor_, &facts) == 0 ? facts.st_mode & S_IFMT : 0;
+  kind_.store(kind, std::memory_order_relaxed);
+  return kind;
 }
 
 void File::changed() {

@@ -87,6 +87,7 @@ class File : public Object {
   int descriptor() const { return descriptor_; }
   bool mayRead() const { return access_ & GENERIC_READ; }
   bool mayWrite() const { return access_ & GENERIC_WRITE; }
+  // S_IFREG and its like; 0 when the system can't tell.
   mode_t kind() const;
   // Whoever changes the contents says so: the file then wants archiving again.
   void changed();
@@ -98,6 +99,7 @@ class File : public Object {
   OpenFiles::Entry use_;
   const std::string deleteOnClose_;
   std::atomic<bool> changed_{false};
+  mutable std::atomic<mode_t> kind_{0};  // once it was asked for: it can't change
 };
 
 class DescriptorGuard {
