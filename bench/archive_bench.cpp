@@ -1,5 +1,4 @@
-// Archives beside libarchive's ZIP files, and beside bare zlib doing what both must do at
-// least.
+// Archives beside the ZIP files of libarchive and of minizip, and beside bare zlib doing what all must do at least.
 //
 // Everything lies on the memory disk, so that the disk's own speed doesn't count. Peers that aren't there are
 // left out.
@@ -20,6 +19,10 @@
 #ifdef QV_BENCH_LIBARCHIVE
 #include <archive.h>
 #include <archive_entry.h>
+#endif
+#ifdef QV_BENCH_MINIZIP
+#include <minizip/unzip.h>
+#include <minizip/zip.h>
 #endif
 namespace {
 
@@ -231,6 +234,53 @@ size_t libarchiveList() {
 }
 #endif
 
+// ---- minizip
+
+#ifdef QV_BENCH_MINIZIP
+void minizipCreate() {
+  const zipFile zip = zipOpen64((kHere / "minizip.zip").c_str(), APPEND_STATUS_CREATE);
+  std::vector<char> block(kBlock);
+  for (const fs::path& path : inputs()) {
+    const zip_fileinfo facts = {};
+    zipOpenNewFileInZip(zip, path.filename().c_str(), &facts, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, kLevel);
+    const File in = open(path, "rb");
+    while (const size_t got = fread(block.data(), 1, kBlock, in.get()))
+      zipWriteInFileInZip(zip, block.data(), static_cast<unsigned>(got));
+    zipCloseFileInZip(zip);
+  }
+  zipClose(zip, nullptr);
+}
+
+template <typename Visit>
+void eachOfMinizip(const Visit& visit) {
+  const unzFile zip = unzOpen64((kHere / "minizip.zip").c_str());
+  char name[260];
+  for (int state = unzGoToFirstFile(zip); state == UNZ_OK; state = unzGoToNextFile(zip)) {
+    unzGetCurrentFileInfo64(zip, nullptr, name, sizeof(name), nullptr, 0, nullptr, 0);
+    visit(zip, name);
+  }
+  unzClose(zip);
+}
+
+void minizipExtract() {
+  fs::create_directories(kHere / "out");
+  std::vector<char> block(kBlock);
+  eachOfMinizip([&](unzFile zip, const char* name) {
+    const File out = open(kHere / "out" / name, "wb");
+    unzOpenCurrentFile(zip);
+    for (int got; (got = unzReadCurrentFile(zip, block.data(), kBlock)) > 0;)
+      fwrite(block.data(), 1, static_cast<size_t>(got), out.get());
+    unzCloseCurrentFile(zip);
+  });
+}
+
+size_t minizipList() {
+  size_t letters = 0;
+  eachOfMinizip([&](unzFile, const char* name) { letters += strlen(name); });
+  return letters;
+}
+#endif
+
 // ---- The runs
 
 uint64_t extractedBytes() {
@@ -348,4 +398,9 @@ BENCHMARK(Small<libarchiveCreate, libarchiveExtract>)
 BENCHMARK(Listing<libarchiveCreate, libarchiveList>)
     ->Name("Archive/List100000/Libarchive")
     ->Unit(benchmark::kMillisecond);
+#endif
+#ifdef QV_BENCH_MINIZIP
+BENCHMARK(Small<minizipCreate, nullptr>)->Name("Archive/Create10000/Minizip")->Unit(benchmark::kMillisecond);
+BENCHMARK(Small<minizipCreate, minizipExtract>)->Name("Archive/Extract10000/Minizip")->Unit(benchmark::kMillisecond);
+BENCHMARK(Listing<minizipCreate, minizipList>)->Name("Archive/List100000/Minizip")->Unit(benchmark::kMillisecond);
 #endif

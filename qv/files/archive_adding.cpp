@@ -136,12 +136,12 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
   reportStatus(archive, QVARCHIVE_STATUS_ADDING, entry.name);
   if (entry.header.originalSize == 0) return kOk;
   WorkBlocks* const blocks = workBlocks(archive);
-  Deflate deflater(archive.level);
-  if (blocks == nullptr || !deflater.good()) {
+  Deflate* const deflater = freshDeflate(archive.deflater, archive.level);
+  if (blocks == nullptr || deflater == nullptr) {
     return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
   }
   const Block& input = blocks->input;
-  z_stream& z = deflater.stream;
+  z_stream& z = deflater->stream;
   int result = Z_OK;
   for (uint64_t left = entry.header.originalSize; left > 0;) {
     uint32_t bytes = 0;

@@ -95,10 +95,10 @@ HRESULT extractStored(Archive& archive, const CentralEntry& entry, StoredData& d
 HRESULT inflateInto(Archive& archive, const CentralEntry& entry, StoredData& data, Target& target,
                     uint32_t* crc) {
   WorkBlocks* const blocks = workBlocks(archive);
-  Inflate inflater;
-  if (blocks == nullptr || !inflater.good()) return kOutOfMemory;
+  Inflate* const inflater = freshInflate(archive.inflater);
+  if (blocks == nullptr || inflater == nullptr) return kOutOfMemory;
   const Block &input = blocks->input, &output = blocks->output;
-  z_stream& z = inflater.stream;
+  z_stream& z = inflater->stream;
   uint64_t stored = entry.header.storedSize;
   for (int result = Z_OK; result != Z_STREAM_END;) {
     if (z.avail_in == 0 && stored > 0) {
@@ -145,18 +145,18 @@ HRESULT extractDeflated(Archive& archive, const CentralEntry& entry, StoredData&
   return target.finish(crc, kStep);
 }
 
-// `there`: the attributes of what stands at the path so far, if anything does.
-HRESULT extractFile(Archive& archive, const CentralEntry& entry, const Text& path, DWORD there) {
-  if (there != INVALID_FILE_ATTRIBUTES) {
+HRESULT extractFile(Archive& archive, const CentralEntry& entry, const Text& path, const FoundPath& found) {
+  if (found.attributes != INVALID_FILE_ATTRIBUTES) {
     if ((archive.extractFlags & QVEXTRACT_OVERWRITE) == 0 && archive.progress != nullptr) {
-      const HRESULT answer = askOverwrite(archive, entry.name, (there & FILE_ATTRIBUTE_READONLY) != 0);
+      const HRESULT answer = askOverwrite(archive, entry.name, (found.attributes & FILE_ATTRIBUTE_READONLY) != 0);
       if (answer != kOk) return answer;
     }
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
   }
   WCHAR folder[kNameCapacity];
   const int32_t length = QvGetPathNameFromFilePath(path.c_str(), folder, kNameCapacity);
-  if (length >= kNameCapacity || !QvCreateDirectory(folder, nullptr)) return kCannotCreateFile;
+  if (length >= kNameCapacity || (!found.hasFolder && !QvCreateDirectory(folder, nullptr)))
+    return kCannotCreateFile;
   StoredData data(archive);
   const HRESULT status = data.seek(dataOffset(entry.header));
   if (FAILED(status)) return status;
@@ -265,15 +265,15 @@ HRESULT extractEntry(Archive& archive, const CentralEntry& entry, const WCHAR* f
   if (whole.size() != entry.header.nameLength || !isContainedName(entry.name, whole.size()))
     return kMissingTarget;
   const WCHAR* name = nameOnly ? QvGetFileNamePtrW(entry.name) : entry.name;
-  DWORD there = INVALID_FILE_ATTRIBUTES;
-  if (leadsThroughLink(folder, name, &there)) return kMissingTarget;
+  FoundPath found;
+  if (leadsThroughLink(folder, name, &found)) return kMissingTarget;
   Text path = folder;
   if (path.empty() || path.back() != '\\') path += '\\';
   path += name;
   // The data may be whole where the header before it isn't: it is extracted, and the damage reported.
   const HRESULT header = StoredData(archive).checkHeader(entry);
   HRESULT status = kOk;
-  if (!isFolder) status = extractFile(archive, entry, path, there);
+  if (!isFolder) status = extractFile(archive, entry, path, found);
   if (isFolder && header == kOk && !QvCreateDirectory(path.c_str(), nullptr)) status = kCannotCreateFile;
   if (status != kOk || header == kOk) return status;
   return failed(archive, QVARCHIVE_ERROR_CRC, TEXT("ExtractEntry"), kBadFormat, entry.name);

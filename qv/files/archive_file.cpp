@@ -6,6 +6,7 @@
 
 #include "qv/files/detail/archive.h"
 #include "qv/files/detail/name_set.h"
+#include "qv/files/detail/zlib_streams.h"
 
 namespace qv::files {
 

@@ -43,18 +43,22 @@ bool isContainedName(const WCHAR* name, size_t length) {
   }
 }
 
-bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, DWORD* there) {
-  DWORD ignored = 0;
-  if (there == nullptr) there = &ignored;
+bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, FoundPath* found) {
   std::basic_string<WCHAR> path = folder;
   if (path.empty() || path.back() != '\\') path += '\\';
-  const size_t base = path.size();
+  DWORD above = INVALID_FILE_ATTRIBUTES;
+  size_t end = path.size();
   path += name;
-  for (size_t end = base; end < path.size();) {
+  while (end < path.size()) {
     end = std::min(path.find('\\', end + 1), path.size());
-    *there = GetFileAttributesW(path.substr(0, end).c_str());
-    if (*there == INVALID_FILE_ATTRIBUTES) return false;
-    if ((*there & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return true;
+    const DWORD attributes = GetFileAttributesW(path.substr(0, end).c_str());
+    if (found != nullptr && end == path.size()) {
+      found->attributes = attributes;
+      found->hasFolder = above != INVALID_FILE_ATTRIBUTES && (above & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    }
+    if (attributes == INVALID_FILE_ATTRIBUTES) return false;
+    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return true;
+    above = attributes;
   }
   return false;
 }

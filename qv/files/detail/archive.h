@@ -12,6 +12,8 @@
 namespace qv::files {
 
 class NameSet;
+struct Deflate;
+struct Inflate;
 
 inline constexpr HRESULT kMissingTarget = static_cast<HRESULT>(0x8004e00du);
 inline constexpr HRESULT kNoSuchFile = static_cast<HRESULT>(0x8004e032u);
@@ -73,7 +75,10 @@ struct Archive {
   WCHAR joinedName[kNameCapacity] = {};
   std::unique_ptr<NameSet> oldNames;   // of an archive that is added to, once one was asked for
   uint64_t* offsets = nullptr;         // of every central entry in the file, once one was looked up by index
-  std::unique_ptr<WorkBlocks> blocks;  // once an entry was worked on
+  // Once an entry was worked on.
+  std::unique_ptr<WorkBlocks> blocks;
+  std::unique_ptr<Deflate> deflater;
+  std::unique_ptr<Inflate> inflater;
   std::unique_ptr<DirectoryWindow> window;  // once the directory was read
 
   Archive();

@@ -1,7 +1,7 @@
 // Whether a name that came out of a container stays below the folder that it is to be extracted to.
 #pragma once
 
-#include "qv/platform/base.h"
+#include "qv/platform/files.h"
 
 namespace qv::files {
 
@@ -11,9 +11,12 @@ namespace qv::files {
 // a zero among them refuses the name.
 bool isContainedName(const WCHAR* name, size_t length);
 
+struct FoundPath {
+  DWORD attributes = INVALID_FILE_ATTRIBUTES;  // of what stands at `folder\name`, if anything does
+  bool hasFolder = false;                      // the folder that it is to lie in stands
+};
 // Whether a folder or file on the way from `folder` to `folder\name` is a link, behind which the target would
-// lie anywhere. What doesn't exist is no link. `there`, unless it is null, gets the attributes of what stands
-// at `folder\name`, INVALID_FILE_ATTRIBUTES for nothing.
-bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, DWORD* there = nullptr);
+// lie anywhere. What doesn't exist is no link. `found`, unless it is null, gets what the walk saw.
+bool leadsThroughLink(const WCHAR* folder, const WCHAR* name, FoundPath* found = nullptr);
 
 }  // namespace qv::files

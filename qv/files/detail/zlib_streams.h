@@ -1,7 +1,10 @@
-// Raw deflate streams that end themselves.
+// Raw deflate streams that end themselves, and begin again: the memory of one costs more than a small file's bytes.
 #pragma once
 
 #include <zlib.h>
+
+#include <memory>
+#include <new>
 
 namespace qv::files {
 
@@ -27,12 +30,33 @@ class ZlibStream {
 
 struct Inflate : ZlibStream {
   Inflate() : ZlibStream(inflateEnd) { begun(inflateInit2(&stream, -MAX_WBITS)); }
+  bool restart() {
+    stream.avail_in = 0;
+    return good() && inflateReset(&stream) == Z_OK;
+  }
 };
 
 struct Deflate : ZlibStream {
-  explicit Deflate(int level) : ZlibStream(deflateEnd) {
+  explicit Deflate(int compressionLevel) : ZlibStream(deflateEnd), level(compressionLevel) {
     begun(deflateInit2(&stream, level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY));
   }
+  bool restart() {
+    stream.avail_in = 0;
+    return good() && deflateReset(&stream) == Z_OK;
+  }
+  const int level;
 };
+
+// A stream at its beginning: the kept one, or a new one that is kept from now on. Null without memory.
+inline Inflate* freshInflate(std::unique_ptr<Inflate>& kept) {
+  if (kept && kept->restart()) return kept.get();
+  kept.reset(new (std::nothrow) Inflate);
+  return kept && kept->good() ? kept.get() : nullptr;
+}
+inline Deflate* freshDeflate(std::unique_ptr<Deflate>& kept, int level) {
+  if (kept && kept->level == level && kept->restart()) return kept.get();
+  kept.reset(new (std::nothrow) Deflate(level));
+  return kept && kept->good() ? kept.get() : nullptr;
+}
 
 }  // namespace qv::files

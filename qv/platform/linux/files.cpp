@@ -127,8 +127,10 @@ std::shared_ptr<File> openFile(const Request& request) {
   }
   SetLastError(exists && request.disposition->tellsExisting ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   bool temporary = request.attributes & FILE_FLAG_DELETE_ON_CLOSE;
-  return std::make_shared<File>(file.release(), Use{idOf(facts), request.access, request.share},
-                                temporary ? request.path : std::string());
+  auto opened = std::make_shared<File>(file.release(), Use{idOf(facts), request.access, request.share},
+                                       temporary ? request.path : std::string());
+  if (!exists) opened->isNew();
+  return opened;
 }
 
 // Holds back the signal that a write to a closed pipe would end the process with; the write fails instead.

@@ -91,6 +91,8 @@ class File : public Object {
   mode_t kind() const;
   // Whoever changes the contents says so: the file then wants archiving again.
   void changed();
+  // A new one does from the start.
+  void isNew() { changed_.store(true, std::memory_order_relaxed); }
 
  private:
   const int descriptor_;
