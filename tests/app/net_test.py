@@ -62,6 +62,11 @@ def posts():
     check("post", code == 0 and out[0][:3] == ["post", "200", "text/plain"], (out, err))
     check("its type", b"Content-Type: audio/wav\n" in answer, answer[:300])
     check("its body", answer.endswith(http_server.pattern(100000)), len(answer))
+    anothers = pathlib.Path(".part")  # where the program runs
+    anothers.write_bytes(b"")
+    code, out, err = job(f"post {URL}/echo data.bin")
+    check("an answer that nobody keeps touches no file", code == 0 and anothers.exists(), err)
+    anothers.unlink(missing_ok=True)
     (FOLDER / "empty").write_bytes(b"")
     code, out, err = run(f"post {URL}/echo empty\n", **DIRECT)
     check("nothing to send", "0x80070057" in err and "nothing to send" in err, err)
