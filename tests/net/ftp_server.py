@@ -18,7 +18,7 @@ from pyftpdlib.handlers import FTPHandler, PassiveDTP
 from pyftpdlib.servers import FTPServer
 
 SMALL = b"one\r\ntwo\r\n"
-ENDLESS = {"endless": b"type=file;size=1; name\r\n", "babble": b"nothing here\r\n"}
+ENDLESS = {"endless": b"type=file;size=1; name\r\n", "babble": b"nothing " * 100 + b"\r\n"}
 
 
 class Endless:

@@ -1,5 +1,6 @@
 #include "qv/platform/linux/internet_ftp.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "qv/platform/linux/failure.h"
@@ -225,23 +226,26 @@ class FtpListing : public InternetObject {
  private:
   bool nextLine() {
     line_.clear();
-    for (char c = 0; nextByte(c);) {
-      if (c == '\n') return true;
-      if (c != '\r' && line_.size() < kLineLimit) line_ += c;
+    while (at_ < filled_ || fill()) {
+      const std::string_view rest(block_ + at_, filled_ - at_);
+      const size_t length = std::min(rest.find('\n'), rest.size());
+      line_ += rest.substr(0, std::min(length, kLineLimit - line_.size()));
+      at_ += static_cast<DWORD>(length);
+      if (length == rest.size()) continue;
+      ++at_;
+      std::erase(line_, '\r');
+      return true;
     }
+    std::erase(line_, '\r');
     return !line_.empty() && GetLastError() == ERROR_NO_MORE_FILES;
   }
-  bool nextByte(char& c) {
-    if (at_ == filled_) {
-      at_ = 0;
-      filled_ = 0;
-      if (!transfer_->transfer().read(block_, sizeof(block_), &filled_)) return false;
-      if (filled_ == 0) return fail(ERROR_NO_MORE_FILES);
-      received_ += filled_;
-      if (received_ > kListingLimit) return fail(ERROR_INTERNET_EXTENDED_ERROR);
-    }
-    c = block_[at_++];
-    return true;
+  bool fill() {
+    at_ = 0;
+    filled_ = 0;
+    if (!transfer_->transfer().read(block_, sizeof(block_), &filled_)) return false;
+    if (filled_ == 0) return fail(ERROR_NO_MORE_FILES);
+    received_ += filled_;
+    return received_ <= kListingLimit || fail(ERROR_INTERNET_EXTENDED_ERROR);
   }
 
   const std::shared_ptr<FtpConnection> connection_;
