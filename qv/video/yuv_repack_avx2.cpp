@@ -1,4 +1,4 @@
-// v210 and the undithered encoder in 256-bit vectors.
+// v210, planes put together and taken apart, and the undithered encoder in 256-bit vectors.
 #define QV_FORM avx2
 
 #include "qv/video/detail/yuv_avx2.h"
@@ -13,9 +13,12 @@ __m256i twoHalves(const uint8_t* low, const uint8_t* high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(low)), load16(high), 1);
 }
 
-// Twelve bytes of each half, one after the other.
+// Twelve bytes of each half, one after the other, and eight bytes without a meaning.
+__m256i joined24(__m256i v) {
+  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+}
 void store24(uint8_t* out, __m256i v) {
-  const __m256i packed = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+  const __m256i packed = joined24(v);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(packed, 1));
 }
@@ -36,10 +39,50 @@ __m256i chromaOf(__m256i groups) {  // U0 V0 U1 V1 U2 V2
                  _mm_setr_epi16(64, 4, 16, 64, 4, 16, 0, 0));
 }
 
+// The bytes of two vectors in turn, 64 of them.
+void storeInTurn(uint8_t* out, __m256i even, __m256i odd) {
+  const __m256i low = _mm256_unpacklo_epi8(even, odd), high = _mm256_unpackhi_epi8(even, odd);
+  store32(out, _mm256_permute2x128_si256(low, high, 0x20));
+  store32(out + 32, _mm256_permute2x128_si256(low, high, 0x31));
+}
+
 }  // namespace
+
+void interleaveVector(uint8_t* out, const uint8_t* u, const uint8_t* v, int64_t count) {
+  int64_t i = 0;
+  for (; i + 32 <= count; i += 32) storeInTurn(out + 2 * i, load32(u + i), load32(v + i));
+  interleave(out + 2 * i, u + i, v + i, count - i);
+}
+
+void splitVector(uint8_t* u, uint8_t* v, const uint8_t* in, int64_t count) {
+  const __m256i low = _mm256_set1_epi16(0xff);
+  int64_t i = 0;
+  for (; i + 32 <= count; i += 32) {
+    const __m256i first = load32(in + 2 * i), second = load32(in + 2 * i + 32);
+    store32(u + i, ordered(_mm256_packus_epi16(_mm256_and_si256(first, low), _mm256_and_si256(second, low))));
+    store32(v + i, ordered(_mm256_packus_epi16(_mm256_srli_epi16(first, 8), _mm256_srli_epi16(second, 8))));
+  }
+  split(u + i, v + i, in + 2 * i, count - i);
+}
+
+void lumaFirstVector(uint8_t* out, const uint8_t* y, const uint8_t* u, const uint8_t* v, int64_t pairs) {
+  int64_t i = 0;
+  for (; i + 16 <= pairs; i += 16) {
+    const __m128i us = load16(u + i), vs = load16(v + i);
+    const __m256i chroma = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi8(us, vs)),
+                                                   _mm_unpackhi_epi8(us, vs), 1);
+    storeInTurn(out + 4 * i, load32(y + 2 * i), chroma);
+  }
+  lumaFirst(out + 4 * i, y + 2 * i, u + i, v + i, pairs - i);
+}
 
 void unpackV210Vector(uint8_t* y, uint8_t* uv, const uint8_t* in, int64_t pairs) {
   int64_t i = 0;
+  for (; i + 12 <= pairs; i += 6) {  // what is stored too much is the next samples' place
+    const __m256i groups = load32(in + i / 3 * 16);
+    store32(y + 4 * i, joined24(lumaOf(groups)));
+    store32(uv + 4 * i, joined24(chromaOf(groups)));
+  }
   for (; i + 6 <= pairs; i += 6) {
     const __m256i groups = load32(in + i / 3 * 16);
     store24(y + 4 * i, lumaOf(groups));

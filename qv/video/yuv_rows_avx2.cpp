@@ -19,6 +19,9 @@ constexpr YuvForms vectorYuvForms() {
   forms.reduce[kQuarterHalf] = quarterHalf;
   forms.reduce[kQuarter] = quarter;
   forms.pack = packVector;
+  forms.interleave = interleaveVector;
+  forms.split = splitVector;
+  forms.lumaFirst = lumaFirstVector;
   forms.unpackV210 = unpackV210Vector;
   forms.packV210 = packV210Vector;
   forms.highV210 = highV210Vector;
