@@ -40,8 +40,10 @@ bool ResponseHeader::addLine(std::string_view line) {
   if (bytes_ > kHeaderLimit) return false;
   const bool isTrailer = final_ || (!open_ && !lines_.empty() && !line.starts_with("HTTP/"));
   if (isTrailer) return true;  // it says nothing that the header didn't
+  const bool continues = open_ && (line.starts_with(' ') || line.starts_with('\t'));
   line = trimmed(line);
   if (!open_) return begin(line);
+  if (continues) return line.empty() || addContinuation(line);
   if (!line.empty()) return addField(line);
   const bool interim = status_ / 100 == 1;
   final_ = !interim && !(follows_ && isRedirection());
@@ -72,6 +74,16 @@ bool ResponseHeader::addField(std::string_view line) {
   if (sameName(name, "content-length")) return setLength(value);
   if (sameName(name, "content-type")) contentType_ = value;
   if (sameName(name, "location")) hasLocation_ = true;
+  return true;
+}
+
+// A line that begins with a blank goes on with the field before it, and is none itself (RFC 7230, 3.2.4).
+bool ResponseHeader::addContinuation(std::string_view line) {
+  const std::string whole = lines_.back() + ' ' + std::string(line);
+  const bool isField = lines_.size() > 1;
+  lines_.pop_back();
+  if (isField) return addField(whole);
+  lines_.push_back(whole);
   return true;
 }
 

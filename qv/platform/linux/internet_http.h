@@ -28,6 +28,7 @@ class ResponseHeader {
  private:
   bool begin(std::string_view line);
   bool addField(std::string_view line);
+  bool addContinuation(std::string_view line);
   bool setLength(std::string_view digits);
   bool isRedirection() const;
 

@@ -31,6 +31,17 @@ TEST(HttpOnLinux, BoundsHeadersAndCircles) {
   EXPECT_EQ(client.get(at("/circle")), static_cast<HRESULT>(0x8004e0ecu));
 }
 
+// What a blank begins belongs to the line before it: no length, and no end of the header.
+TEST(HttpOnLinux, FoldsLinesThatGoOn) {
+  Client client;
+  EXPECT_EQ(client.get(at("/raw?say=HTTP/1.1 200 OK%0d%0aX-A: b%0d%0a%09Content-Length: 3%0d%0a %0d%0a"
+                          "Content-Type: text/plain;%0d%0a charset=utf-8%0d%0a%0d%0ahello")),
+            0);
+  EXPECT_EQ(client.body(), "hello");
+  EXPECT_EQ(client.get(at("/raw?say=HTTP/1.1 200 OK%0d%0aContent-Length: 5%0d%0a 5%0d%0a%0d%0ahello")),
+            static_cast<HRESULT>(0x8004e0ecu));
+}
+
 // Memory holds what was received, whatever was announced.
 TEST(HttpOnLinux, AllocatesWhatArrives) {
   const auto peak = [] {
