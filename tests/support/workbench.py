@@ -4,6 +4,7 @@ A script is called with PROGRAM FOLDER [EMULATOR...].
 """
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -14,6 +15,9 @@ EMULATOR = sys.argv[3:]
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # For the leak checker of the build that has one: what is no leak.
 LEAKS = f"suppressions={ROOT}/tests/support/leaks.txt:print_suppressions=0"
+
+# What the emulator now and then says of itself when a process ends.
+EMULATORS_OWN = re.compile(rb"^wine client error:[^\n]*\n", re.MULTILINE)
 
 _checks = {True: 0, False: 0}
 
@@ -32,7 +36,7 @@ def start(*arguments, **environment):
         with open(out_file, "w+b") as out, open(err_file, "w+b") as err:
             done = subprocess.run([*EMULATOR, PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=out, stderr=err,
                                   env={**os.environ, "LSAN_OPTIONS": LEAKS, **environment}, timeout=300)
-        result = done.returncode & 0xFF, out_file.read_bytes(), err_file.read_bytes()
+        result = done.returncode & 0xFF, out_file.read_bytes(), EMULATORS_OWN.sub(b"", err_file.read_bytes())
         # An emulator that could not start on a busy machine says so with 1 and no word; the workbench never does.
         if not EMULATOR or result != (1, b"", b""):
             break
