@@ -136,7 +136,7 @@ HRESULT addDeflated(Archive& archive, HANDLE source, WrittenEntry& entry) {
   reportStatus(archive, QVARCHIVE_STATUS_ADDING, entry.name);
   if (entry.header.originalSize == 0) return kOk;
   WorkBlocks* const blocks = workBlocks(archive);
-  Deflate* const deflater = freshDeflate(archive.deflater, archive.level);
+  Deflate* const deflater = fresh(archive.deflater, archive.level);
   if (blocks == nullptr || deflater == nullptr) {
     return failed(archive, QVARCHIVE_ERROR_MEMORY, kStep, kOutOfMemory);
   }

@@ -52,7 +52,7 @@ class Target {
     SetFileTime(file_, &head.time, &head.time, &head.time);
     closeFile(file_);
     const DWORD attributes = entry_.header.attributes & kOrdinaryAttributes;
-    // A new file wants archiving from the start.
+    // That it wants archiving is set from the start.
     if (attributes != FILE_ATTRIBUTE_ARCHIVE)
       SetFileAttributesW(path_, attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
     if (left() == 0 && crc_ == head.originalCrc && storedCrc == head.storedCrc) return kOk;
@@ -95,7 +95,7 @@ HRESULT extractStored(Archive& archive, const CentralEntry& entry, StoredData& d
 HRESULT inflateInto(Archive& archive, const CentralEntry& entry, StoredData& data, Target& target,
                     uint32_t* crc) {
   WorkBlocks* const blocks = workBlocks(archive);
-  Inflate* const inflater = freshInflate(archive.inflater);
+  Inflate* const inflater = fresh(archive.inflater);
   if (blocks == nullptr || inflater == nullptr) return kOutOfMemory;
   const Block &input = blocks->input, &output = blocks->output;
   z_stream& z = inflater->stream;
@@ -148,10 +148,11 @@ HRESULT extractDeflated(Archive& archive, const CentralEntry& entry, StoredData&
 HRESULT extractFile(Archive& archive, const CentralEntry& entry, const Text& path, const FoundPath& found) {
   if (found.attributes != INVALID_FILE_ATTRIBUTES) {
     if ((archive.extractFlags & QVEXTRACT_OVERWRITE) == 0 && archive.progress != nullptr) {
-      const HRESULT answer = askOverwrite(archive, entry.name, (found.attributes & FILE_ATTRIBUTE_READONLY) != 0);
+      const HRESULT answer =
+          askOverwrite(archive, entry.name, (found.attributes & FILE_ATTRIBUTE_READONLY) != 0);
       if (answer != kOk) return answer;
     }
-    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_ARCHIVE);  // writable, and as a new one
   }
   WCHAR folder[kNameCapacity];
   const int32_t length = QvGetPathNameFromFilePath(path.c_str(), folder, kNameCapacity);

@@ -491,6 +491,19 @@ TEST(Archive, TheOldOneStaysUntilClose) {
   expectTree(folder, "out\\in", sampleTree());
 }
 
+// Over a file whose content was backed up comes one that was not, empty or not.
+TEST(Archive, WhatIsOverwrittenWantsArchiving) {
+  Folder folder;
+  plant(folder, "in", {{"e.txt", {}}, {"n.txt", text("n")}});
+  ASSERT_EQ(create(folder / "a.arc", folder / "in\\*.txt", 1), 0);
+  plant(folder, "out", {{"e.txt", text("old")}, {"n.txt", text("old")}});
+  for (const char* name : {"out\\e.txt", "out\\n.txt"})
+    ASSERT_TRUE(SetFileAttributesW((folder / name).c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+  ASSERT_EQ(extractAll(folder / "a.arc", folder / "out", nullptr, QVEXTRACT_OVERWRITE), 0);
+  for (const char* name : {"out\\e.txt", "out\\n.txt"})
+    EXPECT_EQ(GetFileAttributesW((folder / name).c_str()), DWORD{FILE_ATTRIBUTE_ARCHIVE}) << name;
+}
+
 // An archive that is written into the folder that goes into it isn't its own entry.
 TEST(Archive, NotItsOwnEntry) {
   Folder folder;
