@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "qv/platform/files.h"
+#include "qv/platform/detail/console_text.h"
 #include "qv/platform/linux/failure.h"
 
 namespace qv::platform {
@@ -102,8 +102,6 @@ Handlers& handlers() {
   return *all;
 }
 
-constexpr size_t kLongestLine = 4096;
-
 }  // namespace
 
 bool isTerminal(DWORD stream) {
@@ -113,30 +111,12 @@ bool isTerminal(DWORD stream) {
 }
 
 bool writeText(DWORD stream, std::string_view utf8) {
-  const HANDLE handle = GetStdHandle(stream);
-  while (!utf8.empty()) {
-    DWORD written = 0;
-    const auto size = static_cast<DWORD>(std::min<size_t>(utf8.size(), 1u << 20));
-    if (!WriteFile(handle, utf8.data(), size, &written, nullptr) || written == 0) return false;
-    utf8.remove_prefix(written);
-  }
-  return true;
+  return detail::writeBytes(GetStdHandle(stream), utf8);
 }
 
-// Byte by byte: what stands behind the line belongs to whoever reads next.
 bool readLine(std::string* line) {
-  line->clear();
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  char byte = 0;
-  DWORD got = 0;
-  bool any = false;
-  while (line->size() < kLongestLine && ReadFile(input, &byte, 1, &got, nullptr) && got == 1) {
-    any = true;
-    if (byte == '\n') break;
-    *line += byte;
-  }
-  if (!line->empty() && line->back() == '\r') line->pop_back();
-  return any;
+  return detail::readLineFrom([input](std::string* byte) { return detail::readByte(input, byte); }, line);
 }
 
 }  // namespace qv::platform

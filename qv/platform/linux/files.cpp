@@ -129,7 +129,7 @@ std::shared_ptr<File> openFile(const Request& request) {
   bool temporary = request.attributes & FILE_FLAG_DELETE_ON_CLOSE;
   auto opened = std::make_shared<File>(file.release(), Use{idOf(facts), request.access, request.share},
                                        temporary ? request.path : std::string());
-  if (!exists) opened->isNew();
+  if (!exists) opened->markNew();
   return opened;
 }
 

@@ -92,7 +92,7 @@ class File : public Object {
   // Whoever changes the contents says so: the file then wants archiving again.
   void changed();
   // A new one does from the start.
-  void isNew() { changed_.store(true, std::memory_order_relaxed); }
+  void markNew() { changed_.store(true, std::memory_order_relaxed); }
 
  private:
   const int descriptor_;

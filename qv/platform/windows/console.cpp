@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
-#include "qv/platform/files.h"
+#include "qv/platform/detail/console_text.h"
 #include "qv/platform/text.h"
 
 namespace qv::platform {
 namespace {
 
-constexpr size_t kLongestLine = 4096;
-constexpr wchar_t kEndOfInput = 26;  // Ctrl-Z, first on its line
+constexpr wchar_t kEndOfInput = 26;  // Ctrl-Z
 // What a console takes at once; a cut inside a character would show as two broken ones.
 constexpr size_t kPieceBytes = 8192;
 
@@ -27,16 +26,6 @@ bool writeToConsole(HANDLE console, std::string_view utf8) {
   return true;
 }
 
-bool writeBytes(HANDLE file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    DWORD written = 0;
-    const auto size = static_cast<DWORD>(std::min<size_t>(bytes.size(), 1u << 20));
-    if (!WriteFile(file, bytes.data(), size, &written, nullptr) || written == 0) return false;
-    bytes.remove_prefix(written);
-  }
-  return true;
-}
-
 void appendUtf8(std::string* line, std::wstring_view text) {
   char bytes[8];
   const int count = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes,
@@ -44,20 +33,14 @@ void appendUtf8(std::string* line, std::wstring_view text) {
   line->append(bytes, static_cast<size_t>(count));
 }
 
-// One character, two units where it takes them; false at the end.
-bool readCharacter(HANDLE input, bool console, std::string* character) {
-  character->clear();
-  DWORD got = 0;
-  if (!console) {
-    char byte = 0;
-    if (!ReadFile(input, &byte, 1, &got, nullptr) || got == 0) return false;
-    character->push_back(byte);
-    return true;
-  }
+// One character of UTF-8, two units where it takes them; false at the end, which Ctrl-Z is.
+bool readCharacter(HANDLE console, std::string* character) {
   wchar_t units[2];
-  if (!ReadConsoleW(input, units, 1, &got, nullptr) || got == 0) return false;
+  DWORD got = 0;
+  if (!ReadConsoleW(console, units, 1, &got, nullptr) || got == 0 || units[0] == kEndOfInput) return false;
   const bool pair =
-      IS_HIGH_SURROGATE(units[0]) && ReadConsoleW(input, units + 1, 1, &got, nullptr) && got == 1;
+      IS_HIGH_SURROGATE(units[0]) && ReadConsoleW(console, units + 1, 1, &got, nullptr) && got == 1;
+  character->clear();
   appendUtf8(character, {units, pair ? 2u : 1u});
   return true;
 }
@@ -71,24 +54,13 @@ bool isTerminal(DWORD stream) {
 
 bool writeText(DWORD stream, std::string_view utf8) {
   const HANDLE handle = GetStdHandle(stream);
-  return isTerminal(stream) ? writeToConsole(handle, utf8) : writeBytes(handle, utf8);
+  return isTerminal(stream) ? writeToConsole(handle, utf8) : detail::writeBytes(handle, utf8);
 }
 
-// Byte by byte: what stands behind the line belongs to whoever reads next.
 bool readLine(std::string* line) {
-  line->clear();
   const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  const bool console = isTerminal(STD_INPUT_HANDLE);
-  std::string character;
-  bool any = false;
-  while (line->size() < kLongestLine && readCharacter(input, console, &character)) {
-    if (console && line->empty() && character[0] == kEndOfInput) return false;
-    any = true;
-    if (character == "\n") break;
-    *line += character;
-  }
-  if (!line->empty() && line->back() == '\r') line->pop_back();
-  return any;
+  const auto read = isTerminal(STD_INPUT_HANDLE) ? readCharacter : detail::readByte;
+  return detail::readLineFrom([=](std::string* character) { return read(input, character); }, line);
 }
 
 }  // namespace qv::platform
