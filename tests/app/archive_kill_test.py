@@ -40,20 +40,17 @@ def restore(before):
     shutil.copytree(before, FOLDER / "out")
 
 
-def start(step):
-    (FOLDER / "job.qvjob").write_text("set out=out\n" + step + "\n")
-    return subprocess.Popen([*EMULATOR, PROGRAM, str(FOLDER / "job.qvjob")], stdin=subprocess.DEVNULL,
-                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-
-
 def change(step):
     begun = time.monotonic()
-    return start(step).wait(timeout=300), time.monotonic() - begun
+    code, out, err = run("set out=out\n" + step + "\n")
+    return (code, out, err), time.monotonic() - begun
 
 
 def killed_after(step, seconds):
     """Whether it was still at work."""
-    process = start(step)
+    (FOLDER / "job.qvjob").write_text("set out=out\n" + step + "\n")
+    process = subprocess.Popen([*EMULATOR, PROGRAM, str(FOLDER / "job.qvjob")], stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         process.wait(timeout=seconds)
         return False
@@ -79,21 +76,21 @@ def test_kills():
     for what, (step, of_volumes) in CHANGES.items():
         shutil.rmtree(FOLDER / "out", ignore_errors=True)
         made = "archive create a.arc old method=0 comment=one\n" + ("archive split a.arc 3000000\n" if of_volumes else "")
-        code, out, err = run("set out=out\n" + made)
+        run("set out=out\n" + made)
         before = FOLDER / f"before-{what}"
         shutil.copytree(FOLDER / "out", before)
         old = held()
-        code, takes = change(step)
+        result, takes = change(step)
         new = held()
-        check(what, code == 0 and isinstance(old, dict) and isinstance(new, dict), (code, err))
+        check(what, result[0] == 0 and isinstance(old, dict) and isinstance(new, dict), (result, old, new))
         for _ in range(ROUNDS):
             restore(before)
             kills += killed_after(step, takes * noise.uniform(0.2, 0.95))
             now = held()
             check(f"{what}: the old one or the new one", now in (old, new), now if isinstance(now, str) else sorted(now))
             if may_be_repeated(what):
-                code, _ = change(step)
-                check(f"{what}: once more", code == 0 and held() == new, code)
+                result, _ = change(step)
+                check(f"{what}: once more", result[0] == 0 and held() == new, result)
         shutil.rmtree(before)
     check("many were killed", kills > len(CHANGES) * ROUNDS / 4, kills)
     print(f"killed {kills} times")
