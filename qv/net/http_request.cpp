@@ -9,6 +9,7 @@
 
 #include "qv/net/detail/http_work.h"
 #include "qv/net/detail/local_file.h"
+#include "qv/platform/pages.h"
 
 namespace qv::net {
 
@@ -356,6 +357,7 @@ class GrowingBlock {
 }  // namespace
 
 HRESULT HttpWork::readToMemory(bool showProgress, std::optional<uint64_t> length) {
+  constexpr uint32_t kManyPages = 64 * 1024;
   BodyReader body(*this, showProgress, length);
   GrowingBlock block;
   while (!body.hasEnded()) {
@@ -365,7 +367,9 @@ HRESULT HttpWork::readToMemory(bool showProgress, std::optional<uint64_t> length
     if (there == 0) break;
     const uint64_t size = body.bytesRead() + there;
     if (!block.reserve(size, length.value_or(2 * size))) return kOutOfMemory;
-    status = body.read(block.bytes() + body.bytesRead(), there);
+    uint8_t* const to = block.bytes() + body.bytesRead();
+    if (there >= kManyPages) platform::prefaultPages(to, there);
+    status = body.read(to, there);
     if (status != kOk) return status;
   }
   response->contentLength = body.lengthField();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qv/platform/detail/alloc_seam.h"
+#include "qv/platform/pages.h"
 
 namespace {
 
@@ -264,6 +265,25 @@ TEST(AllocationSeam, FailsEveryAllocationInTurn) {
   failAllocation(0);
   EXPECT_EQ(0, work());
   EXPECT_FALSE(allocationFailed());
+}
+
+// A hint, whatever it is given: nothing that is there changes, and a range that can't be had is none of its
+// business.
+TEST(Memory, PrefaultingLeavesAllAsItWas) {
+  constexpr SIZE_T kBytes = 1 << 20, kOdd = 4099;
+  auto* pages =
+      static_cast<uint8_t*>(VirtualAlloc(nullptr, kBytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+  ASSERT_NE(nullptr, pages);
+  memset(pages, 7, kOdd);
+  DWORD before = 0;
+  VirtualProtect(pages + kBytes / 2, 1, PAGE_NOACCESS, &before);
+  SetLastError(5);
+  qv::platform::prefaultPages(pages + 1, kBytes - kOdd);
+  qv::platform::prefaultPages(pages, 0);
+  EXPECT_EQ(5u, GetLastError());
+  EXPECT_TRUE(isFilledWith(pages, kOdd, 7));
+  EXPECT_TRUE(isFilledWith(pages + kOdd, kBytes / 2 - kOdd, 0));
+  VirtualFree(pages, 0, MEM_RELEASE);
 }
 
 }  // namespace

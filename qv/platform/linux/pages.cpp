@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <map>
 #include <mutex>
 
@@ -66,3 +67,17 @@ BOOL VirtualFree(LPVOID address, SIZE_T bytes, DWORD type) {
   ranges.erase(found);
   return gone;
 }
+
+namespace qv::platform {
+
+void prefaultPages(void* address, SIZE_T bytes) {
+  constexpr int kPopulateWrite =
+      23;  // MADV_POPULATE_WRITE, which older headers lack; older kernels refuse it
+  const uintptr_t first = reinterpret_cast<uintptr_t>(address) & ~pageMask();
+  const uintptr_t end = reinterpret_cast<uintptr_t>(address) + bytes;
+  const int error = errno;
+  madvise(reinterpret_cast<void*>(first), end - first, kPopulateWrite);
+  errno = error;
+}
+
+}  // namespace qv::platform
