@@ -19,15 +19,6 @@ Wide turn(size_t k, size_t n) {
   return {cosl(angle), sinl(angle)};
 }
 
-// The definition, n squared.
-Spectrum directTransform(const Spectrum& x) {
-  Spectrum y(x.size());
-  for (size_t k = 0; k < x.size(); ++k) {
-    for (size_t i = 0; i < x.size(); ++i) y[k] += x[i] * turn(i * k, x.size());
-  }
-  return y;
-}
-
 void halve(Spectrum& x, const Spectrum& turns) {
   const size_t n = x.size();
   if (n == 1) return;
@@ -71,12 +62,6 @@ double relativeError(const Spectrum& got, const Spectrum& wanted) {
     size += std::norm(wanted[i]);
   }
   return static_cast<double>(sqrtl(error / size));
-}
-
-double energy(const Spectrum& x) {
-  long double sum = 0;
-  for (const Wide& v : x) sum += std::norm(v);
-  return static_cast<double>(sum);
 }
 
 // One specification with its buffer; the buffer is misaligned on purpose.
@@ -152,13 +137,6 @@ Spectrum unpackPerm(const std::vector<double>& data) {
   return y;
 }
 
-TEST(FftOracle, AgreesWithTheDefinition) {
-  for (int order = 0; order <= 8; ++order) {
-    const Spectrum x = noise(size_t{1} << order, 7, false);
-    EXPECT_LT(relativeError(slowTransform(x), directTransform(x)), 1e-17) << order;
-  }
-}
-
 class Fft : public EachRow {};
 
 TEST_P(Fft, ComplexFloatsMatchTheOracleAndComeBack) {
@@ -172,7 +150,6 @@ TEST_P(Fft, ComplexFloatsMatchTheOracleAndComeBack) {
     EXPECT_EQ(got, fft.run(x, false, true, true)) << "without a buffer, order " << order;
     EXPECT_LT(relativeError(fft.run(got, true), x), 1e-6) << order;
     EXPECT_LT(relativeError(fft.run(got, true, true), x), 1e-6) << order;
-    EXPECT_NEAR(energy(got) / energy(x) / std::ldexp(1.0, order), 1.0, 1e-5) << order;
   }
 }
 
@@ -184,50 +161,24 @@ TEST_P(Fft, RealDoublesMatchTheOracleAndComeBack) {
     fft.forward(data.data());
     const Spectrum got = unpackPerm(data);
     EXPECT_LT(relativeError(got, slowTransform(x)), 1e-14) << order;
-    EXPECT_NEAR(energy(got) / energy(x) / std::ldexp(1.0, order), 1.0, 1e-13) << order;
     fft.inverse(data.data());
     EXPECT_LT(relativeError(complexes(data), x), 1e-14) << order;
   }
 }
 
-TEST_P(Fft, IsLinearAndTurnsShiftsIntoPhases) {
-  for (int order : {3, 5, 6, 9, 13}) {
-    const size_t n = size_t{1} << order, shift = n / 3;
-    const Spectrum x = noise(n, 5, false), y = noise(n, 6, false);
-    Spectrum mixed(n), moved(n);
-    for (size_t i = 0; i < n; ++i) {
-      mixed[i] = 0.5L * x[i] - 0.25L * y[i];
-      moved[(i + shift) % n] = x[i];
-    }
-    ComplexFft fft(order);
-    const Spectrum fx = fft.run(x), fy = fft.run(y);
-    Spectrum mix(n), phase(n);
-    for (size_t k = 0; k < n; ++k) {
-      mix[k] = 0.5L * fx[k] - 0.25L * fy[k];
-      phase[k] = fx[k] * turn(k * shift, n);
-    }
-    EXPECT_LT(relativeError(fft.run(mixed), mix), 1e-6) << order;
-    EXPECT_LT(relativeError(fft.run(moved), phase), 1e-6) << order;
-  }
-}
-
-TEST_P(Fft, PutsImpulsesTonesAndConstantsWhereTheyBelong) {
-  const int order = 7;
+// By hand, for the oracle turns with the same sign as the definition that both were written from.
+TEST_P(Fft, PutsTonesWhereTheyBelong) {
   const size_t n = 128, bin = 5;
-  ComplexFft fft(order);
-  Spectrum impulse(n), tone(n);
-  impulse[0] = 1;
-  for (size_t i = 0; i < n; ++i) tone[i] = std::conj(turn(i * bin, n));
-  for (const Wide& v : fft.run(impulse)) EXPECT_EQ(v, Wide(1));
-  const Spectrum line = fft.run(tone);
+  Spectrum tone(n);
+  for (size_t i = 0; i < n; ++i) {
+    const long double angle = 2 * acosl(-1.0L) * static_cast<long double>(i * bin) / 128;
+    tone[i] = {cosl(angle), sinl(angle)};
+  }
+  const Spectrum line = ComplexFft(7).run(tone);
   for (size_t k = 0; k < n; ++k) EXPECT_LT(std::abs(line[k] - Wide(k == bin ? 128 : 0)), 1e-4) << k;
-
-  RealFft real(order);
-  std::vector<double> data(n, 1.0);
-  real.forward(data.data());
-  for (size_t i = 0; i < n; ++i) EXPECT_NEAR(data[i], i == 0 ? 128 : 0, 1e-12) << i;
+  std::vector<double> data(n);
   for (size_t i = 0; i < n; ++i) data[i] = i % 2 ? -1 : 1;
-  real.forward(data.data());
+  RealFft(7).forward(data.data());
   for (size_t i = 0; i < n; ++i) EXPECT_NEAR(data[i], i == 1 ? 128 : 0, 1e-12) << "alternating " << i;
 }
 
