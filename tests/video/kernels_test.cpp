@@ -347,9 +347,6 @@ TEST(Gamma, CurveIsTheBroadcastOne) {
   QvGammaCurve_Init(&decode, 0.0, 1.0);
   EXPECT_EQ(encode.kind, 1u);
   EXPECT_EQ(decode.kind, 0u);
-  EXPECT_NEAR(encode.threshold, 0.018f, 1e-4f);
-  EXPECT_NEAR(encode.slope, 4.5f, 1e-3f);
-  EXPECT_NEAR(encode.offset, 0.099f, 1e-3f);
   for (float x = -1.5f; x <= 1.5f; x += 0.01f) {
     const float bent = QvGammaCurve_Apply(&encode, x);
     const double magnitude = fabs(static_cast<double>(x));

@@ -392,18 +392,6 @@ TEST(Scale, FlatColourStaysFlat) {
   }
 }
 
-// Without averaging a reduction looks at two neighbours only; with it nothing is lost.
-TEST(Scale, OnlyAveragingSeesEveryPixel) {
-  Pixels from(10, 1, 4, 0), to(4, 1, 4, 0);
-  memset(from.block->data(), 0, from.block->size());
-  memset(from.row(0) + 4 * 4, 255, 4);  // column 4: samples lie at 0, 3, 6 and 9
-  scaleWhole(to, nullptr, from, nullptr, 4, {false, false, false});
-  for (int x = 0; x < 4; ++x) EXPECT_EQ(to.row(0)[4 * x], 0) << x;
-  scaleWhole(to, nullptr, from, nullptr, 4, {false, true, false});
-  const int averages[4] = {0, 102, 0, 0};  // one of two and a half
-  for (int x = 0; x < 4; ++x) EXPECT_EQ(to.row(0)[4 * x], averages[x]) << x;
-}
-
 TEST(Scale, Refusals) {
   Pixels from(4, 4, 4, 0), to(8, 8, 4, 1);
   const std::vector<uint8_t> before = to.bytes();
