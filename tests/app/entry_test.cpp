@@ -167,12 +167,4 @@ TEST_F(Entry, WithoutMemoryForTheSplitNothingRuns) {
   EXPECT_TRUE(qv::platform::allocationFailed());
 }
 
-TEST_F(Entry, RunsInTheRealProcess) {
-  qv::resetEntry();
-  ErrorReport_SetFunctions(nullptr);
-  const int32_t code = QvApp_Main(GetModuleHandleW(nullptr), &kJob);
-  EXPECT_TRUE(code == 2 || code == 77) << "depends on the arguments of this very program";
-  EXPECT_EQ('\\', application->modulePath[WText(application->modulePath).size() - 1]);
-}
-
 }  // namespace
