@@ -88,7 +88,6 @@ TEST_F(SharedFolders, DefaultNamesAreTwo) {
     });
   };
   EXPECT_EQ(Given(kOk, TEXT("Brimmel Themes")), name(0, 15));
-  EXPECT_EQ(Given(kOk, TEXT("Brimmel Transitions")), name(1, 260));
   EXPECT_EQ(Given(kInvalidArgument, TEXT("")), name(2, 260));
   EXPECT_EQ(Given(kInvalidArgument, TEXT("")), name(0, 14));
 }
