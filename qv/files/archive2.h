@@ -92,7 +92,8 @@ enum : uint32_t {
 
 // Through this every long operation talks to its caller. The base does the book-keeping and asks nobody:
 // derive, override status to show and to answer, and call the base. The virtual operations are called on the
-// working thread; respond may be called on any.
+// working thread, in the midst of an operation: they leave the archive itself alone. respond may be called on
+// any thread.
 class QV_API CQvArchiveProgress {
  public:
   CQvArchiveProgress();

@@ -103,17 +103,29 @@ DWORD refusalOf(const Request& request, const struct stat& facts) {
   return allowed && mayTruncate ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
 }
 
+int openPath(const Request& request, int flags) {
+  mode_t mode = (request.attributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0666;
+  return open(request.path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+}
+
 std::shared_ptr<File> openFile(const Request& request) {
   std::lock_guard lock(openFiles().mutex());
   struct stat facts;
-  bool exists = stat(request.path.c_str(), &facts) == 0;
-  if (exists) {
-    if (DWORD refusal = refusalOf(request, facts)) return failWith(refusal, nullptr);
+  bool exists = false;
+  DescriptorGuard file(-1);
+  // Most files that may be made are made: only one that is there needs a look before it is opened.
+  if (request.disposition->flags & O_CREAT) {
+    file.reset(openPath(request, openFlags(request.access, false) | O_CREAT | O_EXCL));
   }
-  mode_t mode = (request.attributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0666;
-  bool folder = exists && S_ISDIR(facts.st_mode);
-  int flags = openFlags(request.access, folder) | (folder ? 0 : request.disposition->flags);
-  DescriptorGuard file(open(request.path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode));
+  if (file.get() < 0) {
+    exists = stat(request.path.c_str(), &facts) == 0;
+    if (exists) {
+      if (DWORD refusal = refusalOf(request, facts)) return failWith(refusal, nullptr);
+    }
+    bool folder = exists && S_ISDIR(facts.st_mode);
+    int flags = openFlags(request.access, folder) | (folder ? 0 : request.disposition->flags);
+    file.reset(openPath(request, flags));
+  }
   if (file.get() < 0 || fstat(file.get(), &facts) != 0) {
     // Someone else made the file since it was looked for, or it is a link that leads nowhere.
     if (errno == EEXIST) return failWith(ERROR_FILE_EXISTS, nullptr);
@@ -127,7 +139,7 @@ std::shared_ptr<File> openFile(const Request& request) {
   }
   SetLastError(exists && request.disposition->tellsExisting ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   bool temporary = request.attributes & FILE_FLAG_DELETE_ON_CLOSE;
-  auto opened = std::make_shared<File>(file.release(), Use{idOf(facts), request.access, request.share},
+  auto opened = std::make_shared<File>(file.release(), facts.st_mode & S_IFMT, Use{idOf(facts), request.access, request.share},
                                        temporary ? request.path : std::string());
   if (!exists) opened->markNew();
   return opened;

@@ -76,12 +76,13 @@ class File : public Object {
  public:
   // A stream of the process's, which stays open.
   File(int descriptor, DWORD access) : descriptor_(descriptor), access_(access), ours_(false) {}
-  File(int descriptor, const Use& use, std::string deleteOnClose)
+  File(int descriptor, mode_t kind, const Use& use, std::string deleteOnClose)
       : descriptor_(descriptor),
         access_(use.access),
         ours_(true),
         use_(openFiles().add(use)),
-        deleteOnClose_(std::move(deleteOnClose)) {}
+        deleteOnClose_(std::move(deleteOnClose)),
+        kind_(kind) {}
   ~File() override;
 
   int descriptor() const { return descriptor_; }
@@ -101,19 +102,21 @@ class File : public Object {
   OpenFiles::Entry use_;
   const std::string deleteOnClose_;
   std::atomic<bool> changed_{false};
-  mutable std::atomic<mode_t> kind_{0};  // once it was asked for: it can't change
+  mutable std::atomic<mode_t> kind_{0};  // once it is known: it can't change
 };
 
 class DescriptorGuard {
  public:
   explicit DescriptorGuard(int descriptor) : descriptor_(descriptor) {}
-  ~DescriptorGuard() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
+  ~DescriptorGuard() { reset(-1); }
   DescriptorGuard(const DescriptorGuard&) = delete;
   DescriptorGuard& operator=(const DescriptorGuard&) = delete;
   int get() const { return descriptor_; }
   int release() { return std::exchange(descriptor_, -1); }
+  void reset(int descriptor) {
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = descriptor;
+  }
 
  private:
   int descriptor_;
