@@ -218,5 +218,27 @@ TEST(Files, ATestFileComesAndGoes) {
   EXPECT_EQ(0, QvIsDirectoryWritable(folder.path("none").c_str()));
 }
 
+TEST(Files, ReadersAreForwarded) {
+  Folder folder;
+  folder.write("a", "hello");
+  const HANDLE file = CreateFileW(folder.path("a").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                  OPEN_EXISTING, 0, nullptr);
+  char text[8] = {};
+  DWORD got = 0;
+  EXPECT_TRUE(QvReadFile(file, text, 8, &got, nullptr));
+  EXPECT_STREQ("hello", text);
+  CloseHandle(file);
+  IStream* stream = nullptr;
+  ULONG count = 0;
+  const LARGE_INTEGER start = {};
+  ASSERT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &stream));
+  EXPECT_EQ(S_OK, stream->Write("stream", 6, nullptr));
+  EXPECT_EQ(S_OK, stream->Seek(start, 0, nullptr));
+  EXPECT_EQ(S_OK, QvReadIStream(stream, text, 3, &count));
+  EXPECT_EQ(3u, count);
+  EXPECT_STREQ("strlo", text);
+  stream->Release();
+}
+
 }  // namespace
 }  // namespace qv::test
