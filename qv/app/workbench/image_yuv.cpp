@@ -6,9 +6,6 @@
 namespace qv::workbench {
 namespace {
 
-constexpr const WCHAR* kLayouts[] = {TEXT("NV12"), TEXT("UYVY"), TEXT("YUYV"), TEXT("I420"),
-                                     TEXT("YV12"), TEXT("YV16"), TEXT("v210"), TEXT("P010"),
-                                     TEXT("PL10"), TEXT("P210"), TEXT("P410")};
 constexpr const WCHAR* kMatrices[] = {TEXT("709"), TEXT("601"), TEXT("2020")};
 
 struct Route {
@@ -19,13 +16,13 @@ struct Route {
 HRESULT readRoute(const ImageJob& job, Route& route) {
   size_t layout = 0, matrix = 0, back = 0;
   int64_t interlaced = 0;
-  HRESULT status = job.choice(TEXT("layout"), kLayouts, layout);
+  HRESULT status = job.choice(TEXT("layout"), layoutNames(), layout);
   if (!FAILED(status)) status = job.choice(TEXT("matrix"), kMatrices, matrix);
   if (!FAILED(status)) status = job.choice(TEXT("back"), kMatrices, back);
   if (!FAILED(status)) status = job.integer(TEXT("interlaced"), 0, 1, interlaced);
   if (FAILED(status)) return status;
   if (!job.has(TEXT("back"))) back = matrix;
-  route.layout = layoutOfName(kLayouts[layout]);
+  route.layout = job.has(TEXT("layout")) ? layoutOfName(layoutNames()[layout]) : QVPT_NV12;
   route.there = frameParameters(kMatrices[matrix], interlaced != 0);
   route.back = frameParameters(kMatrices[back], interlaced != 0);
   return kOk;
