@@ -33,7 +33,7 @@ void closeEvent(HANDLE& event) {
 
 }  // namespace
 
-// The worker's side, which no other module needs.
+// The worker's side and the waits for it, which no other module needs.
 struct qv::net::Worker {
   static DWORD start(LPVOID object) {
     auto& self = *static_cast<CQvInetBase*>(object);
@@ -77,6 +77,18 @@ struct qv::net::Worker {
     closeEvent(self.doneEvent_);
     closeEvent(self.commandEvent_);
     closeEvent(self.statusEvent_);
+  }
+
+  // For the caller's side: until the event, while a request is under way.
+  static HRESULT waitFor(CQvInetBase& self, HANDLE event, DWORD timeout) {
+    {
+      const CQvInetBase::Locked locked(self);
+      if (!self.initialised_) return qv::kGeneralFailure;
+      if (!self.busy_) return qv::kOk;
+    }
+    const DWORD woken = WaitForSingleObject(event, timeout);
+    if (woken == WAIT_OBJECT_0) return qv::kOk;
+    return woken == WAIT_TIMEOUT ? kTimedOut : qv::kGeneralFailure;
   }
 };
 
@@ -211,19 +223,8 @@ void CQvInetBase::SetRequestNotify(CQvHttpNotifyInterface* notify) {
   notify_ = notify;
 }
 
-HRESULT CQvInetBase::wait(HANDLE event, DWORD timeout) {
-  {
-    const Locked locked(*this);
-    if (!initialised_) return qv::kGeneralFailure;
-    if (!busy_) return qv::kOk;
-  }
-  const DWORD woken = WaitForSingleObject(event, timeout);
-  if (woken == WAIT_OBJECT_0) return qv::kOk;
-  return woken == WAIT_TIMEOUT ? kTimedOut : qv::kGeneralFailure;
-}
-
 HRESULT CQvInetBase::WaitForRequestStatusChange(DWORD timeout) {
-  return wait(statusEvent_, timeout);
+  return Worker::waitFor(*this, statusEvent_, timeout);
 }
 
 // The end has an event of its own, or each step of progress would wake who only waits for that. It may be one
@@ -232,7 +233,7 @@ HRESULT CQvInetBase::WaitForRequestCompletion(DWORD timeout) {
   if (timeout != 0) lookOutFor(hasEnded_);
   for (DWORD left = timeout;;) {
     const DWORD start = GetTickCount();
-    const HRESULT status = wait(doneEvent_, left);
+    const HRESULT status = Worker::waitFor(*this, doneEvent_, left);
     if (status != qv::kOk) return status;
     {
       const Locked locked(*this);

@@ -122,8 +122,6 @@ class QV_API CQvInetBase {
  private:
   friend struct qv::net::Worker;
 
-  HRESULT wait(HANDLE event, DWORD timeout);
-
   CRITICAL_SECTION lock_;  // guards what follows, the words that the worker reads apart
   HRESULT lastResult_;
   uint64_t resultData_ = 0;
