@@ -159,6 +159,11 @@ def listen(root):
     servers = []
     for address, handler in zip(ADDRESSES, (Handler, Liar)):
         made = type("Made", (handler,), {"authorizer": authorizer, "abstracted_fs": Files, "timeout": 60})
-        servers.append(FTPServer((address, PORT), made))
+        try:
+            servers.append(FTPServer((address, PORT), made))
+        except OSError:
+            for server in servers:
+                server.close()
+            raise
     threading.Thread(target=servers[0].serve_forever, kwargs={"handle_exit": False}, daemon=True).start()
     return servers

@@ -108,29 +108,33 @@ int openPath(const Request& request, int flags) {
   return open(request.path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
 }
 
-std::shared_ptr<File> openFile(const Request& request) {
-  std::lock_guard lock(openFiles().mutex());
-  struct stat facts;
-  bool exists = false;
-  DescriptorGuard file(-1);
-  // Most files that may be made are made: only one that is there needs a look before it is opened.
+// Most files that may be made are made: only one that is there needs a look before it is opened.
+bool openDescriptor(const Request& request, DescriptorGuard& file, bool& exists) {
+  exists = false;
   if (request.disposition->flags & O_CREAT) {
     file.reset(openPath(request, openFlags(request.access, false) | O_CREAT | O_EXCL));
+    if (file.get() >= 0) return true;
   }
-  if (file.get() < 0) {
-    exists = stat(request.path.c_str(), &facts) == 0;
-    if (exists) {
-      if (DWORD refusal = refusalOf(request, facts)) return failWith(refusal, nullptr);
-    }
-    bool folder = exists && S_ISDIR(facts.st_mode);
-    int flags = openFlags(request.access, folder) | (folder ? 0 : request.disposition->flags);
-    file.reset(openPath(request, flags));
+  struct stat facts;
+  exists = stat(request.path.c_str(), &facts) == 0;
+  if (exists) {
+    if (DWORD refusal = refusalOf(request, facts)) return fail(refusal);
   }
-  if (file.get() < 0 || fstat(file.get(), &facts) != 0) {
-    // Someone else made the file since it was looked for, or it is a link that leads nowhere.
-    if (errno == EEXIST) return failWith(ERROR_FILE_EXISTS, nullptr);
-    return failWith(errorOfPath(request.path), nullptr);
-  }
+  bool folder = exists && S_ISDIR(facts.st_mode);
+  file.reset(
+      openPath(request, openFlags(request.access, folder) | (folder ? 0 : request.disposition->flags)));
+  if (file.get() >= 0) return true;
+  // Someone else made the file since it was looked for, or it is a link that leads nowhere.
+  return fail(errno == EEXIST ? ERROR_FILE_EXISTS : errorOfPath(request.path));
+}
+
+std::shared_ptr<File> openFile(const Request& request) {
+  std::lock_guard lock(openFiles().mutex());
+  DescriptorGuard file(-1);
+  bool exists;
+  if (!openDescriptor(request, file, exists)) return nullptr;
+  struct stat facts;
+  if (fstat(file.get(), &facts) != 0) return failWith(errorOfPath(request.path), nullptr);
   if (exists && request.disposition->truncates && truncate(request.path.c_str(), 0) != 0) {
     return failWith(errorOfPath(request.path), nullptr);
   }
@@ -139,7 +143,8 @@ std::shared_ptr<File> openFile(const Request& request) {
   }
   SetLastError(exists && request.disposition->tellsExisting ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   bool temporary = request.attributes & FILE_FLAG_DELETE_ON_CLOSE;
-  auto opened = std::make_shared<File>(file.release(), facts.st_mode & S_IFMT, Use{idOf(facts), request.access, request.share},
+  auto opened = std::make_shared<File>(file.release(), facts.st_mode & S_IFMT,
+                                       Use{idOf(facts), request.access, request.share},
                                        temporary ? request.path : std::string());
   if (!exists) opened->markNew();
   return opened;

@@ -71,8 +71,8 @@ BOOL VirtualFree(LPVOID address, SIZE_T bytes, DWORD type) {
 namespace qv::platform {
 
 void prefaultPages(void* address, SIZE_T bytes) {
-  constexpr int kPopulateWrite =
-      23;  // MADV_POPULATE_WRITE, which older headers lack; older kernels refuse it
+  // MADV_POPULATE_WRITE, which older headers lack and older kernels refuse.
+  constexpr int kPopulateWrite = 23;
   const uintptr_t first = reinterpret_cast<uintptr_t>(address) & ~pageMask();
   const uintptr_t end = reinterpret_cast<uintptr_t>(address) + bytes;
   const int error = errno;
